@@ -1,0 +1,31 @@
+// Buffers whose size a request dictates (a packet, a file piece).
+//
+// The handheld allocates them at the size asked for without checking the
+// result, so a size it cannot satisfy ends the conversation as a fault does.
+// Here every size above kMaxAllocation counts as one the handheld could not
+// satisfy: 16 MiB is far above any packet a desktop sends (the reply buffer
+// is 216 KiB) and well beyond a handheld's free memory.
+#ifndef VORN_AGENT_SESSION_ALLOCATION_H_
+#define VORN_AGENT_SESSION_ALLOCATION_H_
+
+#include <memory>
+
+#include "platform/fault.h"
+#include "platform/types.h"
+
+namespace agent {
+
+inline constexpr DWORD kMaxAllocation = 16U * 1024U * 1024U;
+
+// A zero-filled buffer of `size` bytes; a fault above kMaxAllocation.
+inline std::unique_ptr<BYTE[]> AllocateBuffer(DWORD size) {
+  if (size > kMaxAllocation) {
+    throw platform::Fault("allocation of " + std::to_string(size) +
+                          " bytes failed");
+  }
+  return std::unique_ptr<BYTE[]>(new BYTE[size == 0 ? 1 : size]());
+}
+
+}  // namespace agent
+
+#endif  // VORN_AGENT_SESSION_ALLOCATION_H_
