@@ -39,6 +39,30 @@ PacketBuilder& PacketBuilder::Raw(const Bytes& bytes) {
 
 Bytes PacketBuilder::Frame() const { return FramePacket(bytes_); }
 
+RecordBuilder& RecordBuilder::Str(std::uint32_t id, std::u16string_view text) {
+  ++count_;
+  fields_ = Cat({fields_, LE32(id), Counted(text)});
+  return *this;
+}
+
+RecordBuilder& RecordBuilder::Time(std::uint32_t id, std::uint16_t year,
+                                   std::uint16_t month, std::uint16_t day,
+                                   std::uint16_t hour, std::uint16_t minute,
+                                   std::uint16_t second) {
+  ++count_;
+  fields_ = Cat({fields_, LE32(id), LE16(year), LE16(month), LE16(0), LE16(day),
+                 LE16(hour), LE16(minute), LE16(second), LE16(0)});
+  return *this;
+}
+
+RecordBuilder& RecordBuilder::IdOnly(std::uint32_t id) {
+  ++count_;
+  fields_ = Cat({fields_, LE32(id)});
+  return *this;
+}
+
+Bytes RecordBuilder::Build() const { return Cat({LE32(count_), fields_}); }
+
 Bytes LE32(std::uint32_t value) {
   return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
           static_cast<std::uint8_t>(value >> 16),

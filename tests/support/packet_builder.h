@@ -38,6 +38,22 @@ class PacketBuilder {
   Bytes bytes_;
 };
 
+// A contact-style record: u32 field count, then per field u32 id and value.
+class RecordBuilder {
+ public:
+  RecordBuilder& Str(std::uint32_t id, std::u16string_view text);
+  RecordBuilder& Time(std::uint32_t id, std::uint16_t year, std::uint16_t month,
+                      std::uint16_t day, std::uint16_t hour = 0,
+                      std::uint16_t minute = 0, std::uint16_t second = 0);
+  // A field id with no value (ids outside the table carry none).
+  RecordBuilder& IdOnly(std::uint32_t id);
+  Bytes Build() const;
+
+ private:
+  std::uint32_t count_ = 0;
+  Bytes fields_;
+};
+
 // Little-endian pieces for expected replies.
 Bytes LE32(std::uint32_t value);
 Bytes LE16(std::uint16_t value);

@@ -1,0 +1,57 @@
+#!/usr/bin/env python3
+"""Writes the seed inputs of the fuzz targets (run from the repository)."""
+import os
+import struct
+
+here = os.path.dirname(os.path.abspath(__file__))
+
+
+def frame(packet):
+    return struct.pack('<I', len(packet)) + bytes(packet)
+
+
+def counted(text):
+    data = text.encode('utf-16-le') + b'\0\0'
+    return struct.pack('<I', len(data)) + data
+
+
+def contact(fields):
+    out = struct.pack('<I', len(fields))
+    for fid, value in fields:
+        out += struct.pack('<I', fid)
+        out += value if isinstance(value, bytes) else counted(value)
+    return out
+
+
+def time(y, m, d):
+    return struct.pack('<8H', y, m, 0, d, 10, 20, 30, 0)
+
+
+john = contact([(31, 'John'), (33, 'Smith'), (2, time(1970, 5, 17)),
+                (6, 'john@example.org'), (50, 'notes')])
+seeds = {
+    'session_fuzzer': {
+        'end': frame([1, 1]),
+        'count': frame([6, 1]) + frame([1, 1]),
+        'add_get': frame(bytes([2, 1]) + struct.pack('<I', 1) + john) +
+        frame(bytes([13, 1])) + frame([1, 1]),
+        'machine': frame([14, 1]) + frame([20, 4]) + frame([1, 4]),
+        'file': frame(bytes([18, 1]) + counted('\\f.txt') +
+                      struct.pack('<II', 0, 3) + b'abc') +
+        frame(bytes([19, 1]) + counted('\\f.txt') +
+              struct.pack('<III', 0, 0, 10)) + frame([1, 1]),
+        'contract': frame(bytes([8, 1]) + counted('desk')) +
+        frame(bytes([11, 1]) + counted('desk')) +
+        frame(bytes([12, 1]) + counted('desk')) + frame([1, 1]),
+    },
+    'contact_record_fuzzer': {
+        'john': john,
+        'unknown_id': contact([(99, 'x'), (31, 'A')]),
+        'empty': struct.pack('<I', 0),
+    },
+}
+for target, files in seeds.items():
+    os.makedirs(os.path.join(here, target), exist_ok=True)
+    for name, data in files.items():
+        with open(os.path.join(here, target, name), 'wb') as f:
+            f.write(data)
