@@ -1,0 +1,124 @@
+// vorn export DIR: every contact as one vCard file.
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+
+#include "cli/vorn/commands.h"
+#include "cli/vorn/session.h"
+#include "desktop/contact.h"
+#include "desktop/json_value.h"
+#include "desktop/vcard.h"
+
+namespace vorn_cli {
+
+namespace {
+constexpr char kHelp[] =
+    "usage: vorn export DIR [--json]\n"
+    "\n"
+    "Writes every contact of the handheld to DIR (created if missing) as\n"
+    "OID-Name.vcf, vCard 4.0, and prints a short summary.\n";
+
+// A file name part: no path separators, control characters or characters
+// that trouble shells; at most 48 bytes, cut on a UTF-8 boundary.
+std::string FileNamePart(const std::string& name) {
+  std::string out;
+  for (char c : name) {
+    unsigned char u = static_cast<unsigned char>(c);
+    if (u < 0x20 || std::strchr("/\\:*?\"<>|'`$", c) != nullptr) {
+      out += '_';
+    } else if (c == ' ') {
+      out += '_';
+    } else {
+      out += c;
+    }
+  }
+  if (out.size() > 48) {
+    std::size_t cut = 48;
+    while (cut > 0 && (static_cast<unsigned char>(out[cut]) & 0xC0) == 0x80) {
+      --cut;
+    }
+    out.resize(cut);
+  }
+  return out;
+}
+
+}  // namespace
+
+int RunExport(const CommandLine& line) {
+  if (line.help) return PrintHelp(kHelp);
+  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
+  if (line.args.size() != 1) return UsageError("export needs DIR");
+  const std::string& dir = line.args[0];
+  if (mkdir(dir.c_str(), 0777) != 0 && errno != EEXIST) {
+    return Fail("cannot create " + dir + ": " + std::strerror(errno));
+  }
+  struct stat st;
+  if (stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+    return Fail(dir + " is not a directory");
+  }
+
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  desktop::HandheldClient& client = (*session)->client();
+  auto list = client.GetAllRecords(protocol::DataType::kContacts);
+  if (!list.ok()) return Fail(list.status().message());
+  if (!list->header.complete) {
+    return Fail("the handheld could not open its contacts database");
+  }
+  auto batch = client.GetRecords(protocol::DataType::kContacts, list->oids,
+                                 desktop::Contact::PropertyKindOf);
+  if (!batch.ok()) return Fail(batch.status().message());
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+
+  std::size_t written = 0, unnamed = 0, failed = 0;
+  std::uint64_t bytes = 0;
+  for (const desktop::WireRecord& record : batch->records) {
+    auto contact = desktop::Contact::FromWireRecord(record);
+    if (!contact.ok()) {
+      Fail("contact " + std::to_string(record.oid) + ": " +
+           contact.status().message());
+      ++failed;
+      continue;
+    }
+    std::string name = contact->DisplayName();
+    if (name == "(no name)") ++unnamed;
+    std::string path = dir + "/" + std::to_string(record.oid) + "-" +
+                       FileNamePart(name) + ".vcf";
+    std::string card = desktop::VCard::Write(*contact);
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << card;
+    if (!file.flush()) {
+      Fail("cannot write " + path);
+      ++failed;
+      continue;
+    }
+    ++written;
+    bytes += card.size();
+  }
+  failed += batch->missing.size();
+  if (line.json) {
+    desktop::JsonValue out = desktop::JsonValue::MakeObject();
+    out.Set("directory", desktop::JsonValue(dir));
+    out.Set("exported", desktop::JsonValue(static_cast<std::int64_t>(written)));
+    out.Set("without_name",
+            desktop::JsonValue(static_cast<std::int64_t>(unnamed)));
+    out.Set("failed", desktop::JsonValue(static_cast<std::int64_t>(failed)));
+    out.Set("bytes", desktop::JsonValue(static_cast<std::int64_t>(bytes)));
+    std::printf("%s\n", out.Serialize().c_str());
+  } else {
+    std::printf("exported %zu contact%s to %s (%llu bytes", written,
+                written == 1 ? "" : "s", dir.c_str(),
+                static_cast<unsigned long long>(bytes));
+    if (unnamed) std::printf(", %zu without a name", unnamed);
+    std::printf(")\n");
+    if (failed)
+      std::printf("%zu contact%s could not be exported\n", failed,
+                  failed == 1 ? "" : "s");
+  }
+  return failed ? 1 : 0;
+}
+
+}  // namespace vorn_cli

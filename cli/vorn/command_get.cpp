@@ -1,0 +1,125 @@
+// vorn get TYPE OID...: records by object id.
+#include <cstdio>
+
+#include "cli/vorn/commands.h"
+#include "cli/vorn/hex.h"
+#include "cli/vorn/session.h"
+#include "desktop/contact.h"
+#include "desktop/contact_json.h"
+#include "desktop/request_builder.h"
+#include "desktop/utf16.h"
+#include "desktop/vcard.h"
+
+namespace vorn_cli {
+
+namespace {
+constexpr char kHelp[] =
+    "usage: vorn get TYPE OID... [--vcard | --json]\n"
+    "\n"
+    "Fetches records by object id (decimal or 0x...). Contacts are shown\n"
+    "field by field, as vCard 4.0 (--vcard) or as a JSON array (--json);\n"
+    "records of the other types are shown as the reply bytes in hex.\n";
+
+void PrintContact(const desktop::Contact& contact) {
+  std::printf("contact %u: %s\n", contact.oid.value_or(0),
+              contact.DisplayName().c_str());
+  for (const auto& [id, value] : contact.fields()) {
+    std::string text;
+    if (const auto* time = std::get_if<desktop::TimeRecord>(&value)) {
+      text = time->ToIso();
+    } else {
+      text = desktop::Utf16ToUtf8(std::get<std::u16string>(value));
+      // Keep one field per line.
+      std::string flat;
+      for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\r') continue;
+        flat +=
+            text[i] == '\n' ? std::string("\n      ") : std::string(1, text[i]);
+      }
+      text = flat;
+    }
+    std::printf("  %-26s %s\n",
+                (std::string(desktop::Contact::FieldName(id)) + ":").c_str(),
+                text.c_str());
+  }
+}
+
+int GetRaw(const CommandLine& line, protocol::DataType type,
+           const std::vector<std::uint32_t>& oids) {
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  desktop::JsonValue out = desktop::JsonValue::MakeArray();
+  for (std::uint32_t oid : oids) {
+    desktop::RequestBuilder request(protocol::Command::kGetRecord, type);
+    request.U32(oid);
+    auto reply = (*session)->client().Exchange(request.packet());
+    if (!reply.ok()) return Fail(reply.status().message());
+    if (line.json) {
+      desktop::JsonValue item = desktop::JsonValue::MakeObject();
+      item.Set("oid", desktop::JsonValue(oid));
+      item.Set("reply", desktop::JsonValue(ToHex(*reply)));
+      out.Push(std::move(item));
+    } else {
+      std::printf("%u: %s\n", oid, ToHex(*reply).c_str());
+    }
+  }
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+  if (line.json) std::printf("%s\n", out.Serialize().c_str());
+  return 0;
+}
+
+}  // namespace
+
+int RunGet(const CommandLine& line) {
+  if (line.help) return PrintHelp(kHelp);
+  if (auto s = line.OnlyFlags({"--vcard"}); !s.ok()) {
+    return UsageError(s.message());
+  }
+  if (line.Flag("--vcard") && line.json) {
+    return UsageError("give either --vcard or --json");
+  }
+  if (line.args.size() < 2) return UsageError("get needs TYPE and an OID");
+  auto type = ParseDataType(line.args[0]);
+  if (!type.ok()) return UsageError(type.status().message());
+  std::vector<std::uint32_t> oids;
+  for (std::size_t i = 1; i < line.args.size(); ++i) {
+    auto oid = ParseOid(line.args[i]);
+    if (!oid.ok()) return UsageError(oid.status().message());
+    oids.push_back(*oid);
+  }
+  if (*type != protocol::DataType::kContacts) {
+    if (line.Flag("--vcard")) return UsageError("--vcard is for contacts");
+    return GetRaw(line, *type, oids);
+  }
+
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  auto batch = (*session)->client().GetRecords(
+      *type, oids, desktop::Contact::PropertyKindOf);
+  if (!batch.ok()) return Fail(batch.status().message());
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+
+  desktop::JsonValue out = desktop::JsonValue::MakeArray();
+  int status = 0;
+  for (const desktop::WireRecord& record : batch->records) {
+    auto contact = desktop::Contact::FromWireRecord(record);
+    if (!contact.ok()) {
+      status = Fail(contact.status().message());
+      continue;
+    }
+    if (line.json) {
+      out.Push(desktop::ContactJson::ToJson(*contact));
+    } else if (line.Flag("--vcard")) {
+      std::fputs(desktop::VCard::Write(*contact).c_str(), stdout);
+    } else {
+      PrintContact(*contact);
+    }
+  }
+  if (line.json) std::printf("%s\n", out.Serialize().c_str());
+  for (std::uint32_t oid : batch->missing) {
+    status = Fail("the handheld has no contact " + std::to_string(oid));
+  }
+  return status;
+}
+
+}  // namespace vorn_cli

@@ -1,0 +1,46 @@
+// vorn info: who the handheld is.
+#include <cstdio>
+
+#include "cli/vorn/commands.h"
+#include "cli/vorn/session.h"
+#include "desktop/json_value.h"
+#include "desktop/utf16.h"
+
+namespace vorn_cli {
+
+namespace {
+constexpr char kHelp[] =
+    "usage: vorn info [--json]\n"
+    "\n"
+    "Prints the handheld's machine id and whether it runs the system version\n"
+    "that has MAPI mail.\n";
+}  // namespace
+
+int RunInfo(const CommandLine& line) {
+  if (line.help) return PrintHelp(kHelp);
+  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
+  if (!line.args.empty()) return UsageError("info takes no arguments");
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  auto id = (*session)->client().GetMachineId();
+  if (!id.ok()) return Fail(id.status().message());
+  auto mapi = (*session)->client().CheckOsVersion();
+  if (!mapi.ok()) return Fail(mapi.status().message());
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+  std::string machine = desktop::Utf16ToUtf8(*id);
+  if (line.json) {
+    desktop::JsonValue out = desktop::JsonValue::MakeObject();
+    out.Set("machine_id", desktop::JsonValue(machine));
+    out.Set("mapi", desktop::JsonValue(*mapi));
+    std::printf("%s\n", out.Serialize().c_str());
+  } else {
+    std::printf("machine id:  %s\n",
+                machine.empty() ? "(none)" : machine.c_str());
+    std::printf("mail system: %s\n",
+                *mapi ? "MAPI (system version test passed)"
+                      : "message store (system version test failed)");
+  }
+  return 0;
+}
+
+}  // namespace vorn_cli

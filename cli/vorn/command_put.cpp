@@ -1,0 +1,91 @@
+// vorn put FILE: add or update contacts from a JSON or vCard file.
+#include <cctype>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "cli/vorn/commands.h"
+#include "cli/vorn/session.h"
+#include "desktop/contact.h"
+#include "desktop/contact_json.h"
+#include "desktop/vcard.h"
+
+namespace vorn_cli {
+
+namespace {
+constexpr char kHelp[] =
+    "usage: vorn put FILE [--json]\n"
+    "\n"
+    "Writes the contacts of FILE to the handheld: a JSON object or array of\n"
+    "objects (field names as in `vorn get contacts OID --json`), or a vCard\n"
+    "file (.vcf). A contact with an object id (\"oid\", X-VORN-OID) replaces\n"
+    "that record; one without is added. Prints the resulting object ids.\n";
+
+bool EndsWithVcf(const std::string& path) {
+  if (path.size() < 4) return false;
+  std::string tail = path.substr(path.size() - 4);
+  for (char& c : tail) c = static_cast<char>(std::tolower(c));
+  return tail == ".vcf" || tail == "vcard";
+}
+
+}  // namespace
+
+int RunPut(const CommandLine& line) {
+  if (line.help) return PrintHelp(kHelp);
+  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
+  if (line.args.size() != 1) return UsageError("put needs FILE");
+  const std::string& path = line.args[0];
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return Fail("cannot read " + path);
+  std::stringstream text;
+  text << file.rdbuf();
+  auto contacts = EndsWithVcf(path)
+                      ? desktop::VCard::Parse(text.str())
+                      : desktop::ContactJson::ParseDocument(text.str());
+  if (!contacts.ok()) {
+    return Fail(path + ": " + contacts.status().message());
+  }
+  if (contacts->empty()) return Fail(path + ": no contacts in it");
+
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  desktop::HandheldClient& client = (*session)->client();
+  desktop::JsonValue out = desktop::JsonValue::MakeArray();
+  int status = 0;
+  std::uint32_t serial = 0;
+  for (const desktop::Contact& contact : *contacts) {
+    ++serial;
+    const bool update = contact.oid.has_value();
+    auto written = update
+                       ? client.UpdateRecord(protocol::DataType::kContacts,
+                                             *contact.oid, contact.Encode(true))
+                       : client.AddRecord(protocol::DataType::kContacts, serial,
+                                          contact.Encode(false));
+    if (!written.ok()) {
+      (void)(*session)->Finish();
+      return Fail(written.status().message());
+    }
+    std::string name = contact.DisplayName();
+    if (!written->ok) {
+      status = Fail("the handheld did not " +
+                    std::string(update ? "update" : "add") + " " + name +
+                    " (code " + std::to_string(written->code) + ")");
+      continue;
+    }
+    if (line.json) {
+      desktop::JsonValue item = desktop::JsonValue::MakeObject();
+      item.Set("oid", desktop::JsonValue(written->oid));
+      item.Set("action", desktop::JsonValue(update ? "updated" : "added"));
+      item.Set("name", desktop::JsonValue(name));
+      out.Push(std::move(item));
+    } else {
+      std::printf("%s %u %s\n", update ? "updated" : "added", written->oid,
+                  name.c_str());
+    }
+  }
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+  if (line.json) std::printf("%s\n", out.Serialize().c_str());
+  return status;
+}
+
+}  // namespace vorn_cli

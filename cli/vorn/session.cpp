@@ -1,0 +1,46 @@
+#include "cli/vorn/session.h"
+
+#include "desktop/child_process_stream.h"
+#include "desktop/tcp_stream.h"
+
+namespace vorn_cli {
+
+using desktop::Result;
+using desktop::Status;
+
+Result<std::unique_ptr<Session>> Session::Open(const CommandLine& line) {
+  std::unique_ptr<desktop::HandheldStream> stream;
+  if (!line.device.empty()) {
+    auto tcp = desktop::TcpStream::Connect(line.device);
+    if (!tcp.ok()) return tcp.status();
+    stream = std::move(*tcp);
+  } else if (!line.image.empty()) {
+    auto child = desktop::ChildProcessStream::SpawnDevice(line.image);
+    if (!child.ok()) return child.status();
+    stream = std::move(*child);
+  } else {
+    return Status::Error(
+        "no handheld given: use --device HOST:PORT or "
+        "--image IMAGE");
+  }
+  return std::unique_ptr<Session>(new Session(std::move(stream)));
+}
+
+Session::~Session() {
+  if (!finished_) (void)Finish();
+}
+
+Status Session::Finish() {
+  if (finished_) return Status::Ok();
+  finished_ = true;
+  Status ended = Status::Ok();
+  if (!ended_) {
+    ended_ = true;
+    ended = client_.EndSession();
+  }
+  Status closed = stream_->Close();
+  if (!ended.ok()) return ended;
+  return closed;
+}
+
+}  // namespace vorn_cli
