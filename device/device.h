@@ -22,6 +22,7 @@ class Com;
 class Ui;
 class ObjectStore;
 class FileSystem;
+class ChangeLogWriter;
 
 struct InitOptions {
   // MAJOR.MINOR.BUILD of the handheld's operating system.
@@ -64,6 +65,9 @@ class Device {
   Ui& ui() { return *ui_; }
   ObjectStore& objectStore() { return *objectStore_; }
   FileSystem& files() { return *files_; }
+  // The handheld's component that keeps the change logs of the object
+  // model's items; every application object of the device reports to it.
+  ChangeLogWriter& changeLog() { return *changeLog_; }
 
   // Where message boxes are written (standard error unless changed).
   void SetMessageOutput(std::ostream* out);
@@ -87,6 +91,7 @@ class Device {
   std::unique_ptr<Ui> ui_;
   std::unique_ptr<ObjectStore> objectStore_;
   std::unique_ptr<FileSystem> files_;
+  std::unique_ptr<ChangeLogWriter> changeLog_;
 };
 
 // Installs a device's services for the lifetime of this object and restores

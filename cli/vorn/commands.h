@@ -20,6 +20,8 @@ int RunRm(const CommandLine& line);
 int RunPush(const CommandLine& line);
 int RunPull(const CommandLine& line);
 int RunExport(const CommandLine& line);
+int RunSync(const CommandLine& line);
+int RunContracts(const CommandLine& line);
 
 // Shared by the commands: a one-line error on standard error.
 int Fail(const std::string& message);        // returns 1

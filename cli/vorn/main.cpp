@@ -27,6 +27,9 @@ constexpr char kUsage[] =
     "  push HOST_FILE DEVICE_PATH    copy a file to the handheld\n"
     "  pull DEVICE_PATH HOST_FILE    copy a file from the handheld\n"
     "  export DIR                    every contact as DIR/*.vcf\n"
+    "  sync DIR [--partner NAME]     mirror the contacts into DIR, then\n"
+    "                                only what changed\n"
+    "  contracts [rm NAME]           contracts made by sync\n"
     "\n"
     "TYPE is contacts, appointments, tasks, mail or notes (or 1..5).\n"
     "`vorn COMMAND --help` describes a command.\n";
@@ -40,7 +43,7 @@ constexpr Entry kCommands[] = {
     {"raw", RunRaw},       {"info", RunInfo}, {"count", RunCount},
     {"ls", RunLs},         {"get", RunGet},   {"put", RunPut},
     {"rm", RunRm},         {"push", RunPush}, {"pull", RunPull},
-    {"export", RunExport},
+    {"export", RunExport}, {"sync", RunSync}, {"contracts", RunContracts},
 };
 
 }  // namespace

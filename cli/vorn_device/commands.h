@@ -17,6 +17,8 @@ int RunReg(const Args& args);
 int RunFs(const Args& args);
 int RunFault(const Args& args);
 int RunDump(const Args& args);
+int RunChangelog(const Args& args);
+int RunPim(const Args& args);
 
 }  // namespace cli
 

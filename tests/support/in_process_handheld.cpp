@@ -15,10 +15,16 @@ InProcessHandheld::InProcessHandheld(const device::InitOptions& options)
 }
 
 ConversationOutcome InProcessHandheld::Converse(const Bytes& input) {
+  return Converse(input, device_->services());
+}
+
+ConversationOutcome InProcessHandheld::Converse(
+    const Bytes& input, const platform::Services& services) {
   messages_.str("");
   device::MemoryChannel channel(input);
   ConversationOutcome outcome;
-  outcome.result = device::RunConversation(*device_, channel, &rsCeApiMgr);
+  outcome.result =
+      device::RunConversation(*device_, channel, &rsCeApiMgr, services);
   outcome.output = channel.output();
   outcome.messages = messages_.str();
   return outcome;

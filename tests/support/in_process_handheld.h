@@ -28,6 +28,9 @@ class InProcessHandheld {
 
   // One call of the entry point that reads `input` from the stream.
   ConversationOutcome Converse(const Bytes& input);
+  // The same with `services` in place of the device's own.
+  ConversationOutcome Converse(const Bytes& input,
+                               const platform::Services& services);
   // Frames each packet, appends {1, dataType} to end the session, converses
   // and returns the reply frames' payloads in order (the end-of-session
   // reply included). Fails the test when the output is not whole frames.

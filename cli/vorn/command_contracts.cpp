@@ -1,0 +1,132 @@
+// vorn contracts [rm NAME]: the contracts this desktop made with handhelds.
+#include <cstdio>
+
+#include "cli/vorn/commands.h"
+#include "cli/vorn/session.h"
+#include "desktop/json_value.h"
+#include "desktop/sync_contract_registry.h"
+#include "desktop/utf16.h"
+
+namespace vorn_cli {
+
+namespace {
+
+constexpr char kHelp[] =
+    "usage: vorn (--device HOST:PORT | --image IMAGE) contracts [--json]\n"
+    "       vorn (--device HOST:PORT | --image IMAGE) contracts rm NAME\n"
+    "\n"
+    "Lists the contracts `vorn sync` made (kept in\n"
+    "$XDG_CONFIG_HOME/vorn/contracts.json, else ~/.config/vorn/), and asks\n"
+    "the handheld whether it still has each of its own (FindContract).\n"
+    "Contracts of other handhelds are listed as such.\n"
+    "\n"
+    "rm NAME deletes the contract NAME on the handheld (DeleteContract) and\n"
+    "forgets it here; the next sync of its directory mirrors everything.\n";
+
+using desktop::JsonValue;
+using desktop::SyncContractRegistry;
+
+int List(const CommandLine& line, SyncContractRegistry& registry) {
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  desktop::HandheldClient& client = (*session)->client();
+  auto machine16 = client.GetMachineId();
+  if (!machine16.ok()) return Fail(machine16.status().message());
+  std::string machine = desktop::Utf16ToUtf8(*machine16);
+
+  JsonValue list = JsonValue::MakeArray();
+  std::vector<std::string> confirmed;
+  for (const auto& entry : registry.entries()) {
+    std::string answer = "other handheld";
+    if (entry.machine_id == machine) {
+      auto found = client.FindContract(protocol::DataType::kContacts,
+                                       desktop::Utf8ToUtf16(entry.partner));
+      if (!found.ok()) return Fail(found.status().message());
+      answer = *found ? "yes" : "no";
+    }
+    confirmed.push_back(answer);
+  }
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+
+  const auto& entries = registry.entries();
+  if (line.json) {
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      JsonValue item = JsonValue::MakeObject();
+      item.Set("partner", JsonValue(entries[i].partner));
+      item.Set("machine_id", JsonValue(entries[i].machine_id));
+      item.Set("directory", JsonValue(entries[i].directory));
+      item.Set("last_run", JsonValue(entries[i].last_run));
+      item.Set("confirmed", confirmed[i] == "other handheld"
+                                ? JsonValue()
+                                : JsonValue(confirmed[i] == "yes"));
+      list.Push(std::move(item));
+    }
+    std::printf("%s\n", list.Serialize().c_str());
+    return 0;
+  }
+  if (entries.empty()) {
+    std::printf("no contracts known (%s)\n", registry.path().c_str());
+    return 0;
+  }
+  std::printf("%-32s %-14s %-20s %s\n", "PARTNER", "ON HANDHELD", "LAST RUN",
+              "DIRECTORY");
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    std::printf("%-32s %-14s %-20s %s\n", entries[i].partner.c_str(),
+                confirmed[i].c_str(),
+                entries[i].last_run.empty() ? "-" : entries[i].last_run.c_str(),
+                entries[i].directory.c_str());
+  }
+  return 0;
+}
+
+int Remove(const CommandLine& line, SyncContractRegistry& registry,
+           const std::string& name) {
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  desktop::HandheldClient& client = (*session)->client();
+  auto machine16 = client.GetMachineId();
+  if (!machine16.ok()) return Fail(machine16.status().message());
+  std::u16string name16 = desktop::Utf8ToUtf16(name);
+  auto existed = client.FindContract(protocol::DataType::kContacts, name16);
+  if (!existed.ok()) return Fail(existed.status().message());
+  if (auto s = client.DeleteContract(protocol::DataType::kContacts, name16);
+      !s.ok()) {
+    return Fail(s.message());
+  }
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+  std::size_t forgotten =
+      registry.Remove(name, desktop::Utf16ToUtf8(*machine16));
+  if (forgotten > 0) {
+    if (auto s = registry.Save(); !s.ok()) return Fail(s.message());
+  }
+  if (line.json) {
+    JsonValue out = JsonValue::MakeObject();
+    out.Set("partner", JsonValue(name));
+    out.Set("was_on_handheld", JsonValue(*existed));
+    out.Set("forgotten", JsonValue(forgotten > 0));
+    std::printf("%s\n", out.Serialize(0).c_str());
+  } else {
+    std::printf("%s contract %s%s\n",
+                *existed ? "deleted" : "the handheld had no", name.c_str(),
+                forgotten > 0 ? "" : " (it was not known here)");
+  }
+  return 0;
+}
+
+}  // namespace
+
+int RunContracts(const CommandLine& line) {
+  if (line.help) return PrintHelp(kHelp);
+  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
+  bool remove = !line.args.empty() && line.args[0] == "rm";
+  if (remove ? line.args.size() != 2 : !line.args.empty()) {
+    return UsageError("usage: contracts [--json] | contracts rm NAME");
+  }
+  auto path = SyncContractRegistry::DefaultPath();
+  if (!path.ok()) return Fail(path.status().message());
+  auto registry = SyncContractRegistry::Load(*path);
+  if (!registry.ok()) return Fail(registry.status().message());
+  return remove ? Remove(line, *registry, line.args[1]) : List(line, *registry);
+}
+
+}  // namespace vorn_cli

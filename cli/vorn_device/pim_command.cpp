@@ -1,0 +1,541 @@
+// vorn-device pim IMAGE add TYPE JSON
+// vorn-device pim IMAGE set TYPE OID JSON
+// vorn-device pim IMAGE delete TYPE OID
+// vorn-device pim IMAGE ls TYPE [--json]
+//
+// Edits the handheld's contacts, appointments and tasks the way its user
+// does: through the object model, with the change-log writer attached, so
+// that every edit shows in the change logs as it would on the handheld.
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <optional>
+#include <span>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli/vorn_device/commands.h"
+#include "device/appointment_item.h"
+#include "device/change_log_writer.h"
+#include "device/device.h"
+#include "device/ole_date.h"
+#include "device/outlook_app.h"
+#include "device/pim_json.h"
+#include "device/record_value.h"
+#include "device/task_item.h"
+
+namespace cli {
+namespace {
+
+constexpr char kHelp[] =
+    "usage: vorn-device pim IMAGE add TYPE JSON\n"
+    "       vorn-device pim IMAGE set TYPE OID JSON\n"
+    "       vorn-device pim IMAGE delete TYPE OID\n"
+    "       vorn-device pim IMAGE ls TYPE [--json]\n"
+    "\n"
+    "Edits the handheld's contacts, appointments and tasks as its user does,\n"
+    "through the handheld's object model; each edit is recorded in the\n"
+    "type's change log. TYPE is contacts, appointments or tasks; OID is an\n"
+    "item's object identifier (decimal or 0x-prefixed hex).\n"
+    "\n"
+    "JSON is one object of property names and string values, given inline\n"
+    "or as @FILE, e.g. {\"FirstName\": \"Ann\", \"Birthday\": "
+    "\"1970-05-17\"}.\n"
+    "Dates are YYYY-MM-DD or YYYY-MM-DDTHH:MM:SS (handheld local time). An\n"
+    "empty string or null clears a property. add prints the new item's OID;\n"
+    "set changes only the properties given.\n"
+    "\n"
+    "ls prints one line per item: the OID and a few names, separated by\n"
+    "tabs; --json prints an array of objects with the OID (\"Oid\") and\n"
+    "every property that has a value.\n";
+
+// One property of an item as the command line names it: text or date,
+// reached through the item's own interface.
+struct Property {
+  const char* name;
+  bool date;
+  HRESULT (*getText)(IDispatch*, BSTR*);
+  HRESULT (*putText)(IDispatch*, LPCWSTR);
+  HRESULT (*getDate)(IDispatch*, DATE*);
+  HRESULT (*putDate)(IDispatch*, DATE);
+};
+
+IContact* Contact(IDispatch* item) { return dynamic_cast<IContact*>(item); }
+device::AppointmentItem* Appointment(IDispatch* item) {
+  return dynamic_cast<device::AppointmentItem*>(item);
+}
+device::TaskItem* Task(IDispatch* item) {
+  return dynamic_cast<device::TaskItem*>(item);
+}
+
+#define VORN_TEXT_PROPERTY(view, name)             \
+  Property{#name,                                  \
+           false,                                  \
+           [](IDispatch* item, BSTR* value) {      \
+             return view(item)->get_##name(value); \
+           },                                      \
+           [](IDispatch* item, LPCWSTR value) {    \
+             return view(item)->put_##name(value); \
+           },                                      \
+           nullptr,                                \
+           nullptr},
+#define VORN_DATE_PROPERTY(view, name)             \
+  Property{#name,                                  \
+           true,                                   \
+           nullptr,                                \
+           nullptr,                                \
+           [](IDispatch* item, DATE* value) {      \
+             return view(item)->get_##name(value); \
+           },                                      \
+           [](IDispatch* item, DATE value) {       \
+             return view(item)->put_##name(value); \
+           }},
+#define VORN_CONTACT_TEXT(name) VORN_TEXT_PROPERTY(Contact, name)
+#define VORN_CONTACT_DATE(name) VORN_DATE_PROPERTY(Contact, name)
+
+const Property kContactProperties[] = {VORN_CONTACT_STRING_PROPERTIES(
+    VORN_CONTACT_TEXT) VORN_CONTACT_DATE_PROPERTIES(VORN_CONTACT_DATE)};
+const Property kAppointmentProperties[] = {VORN_TEXT_PROPERTY(
+    Appointment, Subject) VORN_TEXT_PROPERTY(Appointment, Body)};
+const Property kTaskProperties[] = {VORN_TEXT_PROPERTY(Task, Subject)
+                                        VORN_TEXT_PROPERTY(Task, Body)};
+
+#undef VORN_CONTACT_DATE
+#undef VORN_CONTACT_TEXT
+#undef VORN_DATE_PROPERTY
+#undef VORN_TEXT_PROPERTY
+
+const char* const kContactColumns[] = {"FileAs", "FirstName", "LastName",
+                                       "CompanyName", "Email1Address"};
+const char* const kSubjectColumns[] = {"Subject"};
+
+// A kind of item: its names, its folder and what can be done with it.
+struct ItemKind {
+  const char* type;  // as TYPE names it
+  const char* noun;
+  int itemType;
+  int folder;
+  std::span<const Property> properties;
+  std::span<const char* const> columns;  // shown by ls
+  bool (*is)(IDispatch*);
+  HRESULT (*save)(IDispatch*);
+  HRESULT (*remove)(IDispatch*);
+  HRESULT (*oid)(IDispatch*, LONG*);
+};
+
+const ItemKind kKinds[] = {
+    {"contacts", "contact", olContactItem, olFolderContacts, kContactProperties,
+     kContactColumns, [](IDispatch* item) { return Contact(item) != nullptr; },
+     [](IDispatch* item) { return Contact(item)->Save(); },
+     [](IDispatch* item) { return Contact(item)->Delete(); },
+     [](IDispatch* item, LONG* oid) { return Contact(item)->get_Oid(oid); }},
+    {"appointments", "appointment", olAppointmentItem, olFolderCalendar,
+     kAppointmentProperties, kSubjectColumns,
+     [](IDispatch* item) { return Appointment(item) != nullptr; },
+     [](IDispatch* item) { return Appointment(item)->Save(); },
+     [](IDispatch* item) { return Appointment(item)->Delete(); },
+     [](IDispatch* item, LONG* oid) {
+       return Appointment(item)->get_Oid(oid);
+     }},
+    {"tasks", "task", olTaskItem, olFolderTasks, kTaskProperties,
+     kSubjectColumns, [](IDispatch* item) { return Task(item) != nullptr; },
+     [](IDispatch* item) { return Task(item)->Save(); },
+     [](IDispatch* item) { return Task(item)->Delete(); },
+     [](IDispatch* item, LONG* oid) { return Task(item)->get_Oid(oid); }},
+};
+
+const ItemKind* KindOf(const std::string& type) {
+  for (const ItemKind& kind : kKinds) {
+    if (type == kind.type) return &kind;
+  }
+  return nullptr;
+}
+
+const Property* PropertyOf(const ItemKind& kind, std::string_view name) {
+  for (const Property& property : kind.properties) {
+    if (name == property.name) return &property;
+  }
+  return nullptr;
+}
+
+// One property to set: text ("" clears) or a date (nullopt clears).
+struct Edit {
+  const Property* property = nullptr;
+  std::u16string text;
+  std::optional<SYSTEMTIME> date;
+};
+
+struct Request {
+  std::string action;
+  const ItemKind* kind = nullptr;
+  DWORD oid = 0;
+  std::vector<Edit> edits;
+  bool json = false;
+};
+
+int Usage(const std::string& message) {
+  std::cerr << "vorn-device pim: " << message << "\n";
+  return 2;
+}
+
+int Failure(const std::string& message) {
+  std::cerr << "vorn-device pim: " << message << "\n";
+  return 1;
+}
+
+std::string Hex(HRESULT result) {
+  char text[16];
+  std::snprintf(text, sizeof(text), "0x%08X", static_cast<unsigned>(result));
+  return text;
+}
+
+std::optional<DWORD> ParseOid(std::string_view digits) {
+  int base = 10;
+  if (digits.starts_with("0x") || digits.starts_with("0X")) {
+    base = 16;
+    digits.remove_prefix(2);
+  }
+  DWORD value = 0;
+  auto [end, error] = std::from_chars(
+      digits.data(), digits.data() + digits.size(), value, base);
+  if (digits.empty() || error != std::errc() ||
+      end != digits.data() + digits.size() || value == 0) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+// The JSON text of an argument: inline, or the contents of @FILE.
+std::optional<std::string> JsonText(const std::string& argument,
+                                    std::string* problem) {
+  if (!argument.starts_with("@")) return argument;
+  std::ifstream file(argument.substr(1), std::ios::binary);
+  if (!file) {
+    *problem = "cannot read '" + argument.substr(1) + "'";
+    return std::nullopt;
+  }
+  return std::string(std::istreambuf_iterator<char>(file),
+                     std::istreambuf_iterator<char>());
+}
+
+// The edits of a JSON argument, checked against the kind's properties.
+std::optional<std::string> ParseEdits(const ItemKind& kind,
+                                      const std::string& argument,
+                                      std::vector<Edit>* edits) {
+  std::string problem;
+  std::optional<std::string> text = JsonText(argument, &problem);
+  if (!text) return problem;
+  auto members = device::PimJson::ParseObject(*text);
+  if (!members.ok()) return members.status().message();
+  for (const device::PimJson::Member& member : *members) {
+    Edit edit;
+    edit.property = PropertyOf(kind, member.first);
+    if (edit.property == nullptr) {
+      return std::string(kind.type) + " have no property '" + member.first +
+             "' (see --help)";
+    }
+    std::u16string value = member.second.value_or(u"");
+    if (value.find(u'\0') != std::u16string::npos) {
+      return "the value of " + member.first + " holds a NUL character";
+    }
+    if (edit.property->date && !value.empty()) {
+      auto date = device::PimJson::ParseDate(value);
+      if (!date.ok()) return member.first + ": " + date.status().message();
+      if (!device::SystemTimeToOleDate(*date)) {
+        return member.first + ": the year must be 100 to 9999";
+      }
+      edit.date = *date;
+    }
+    edit.text = std::move(value);
+    edits->push_back(std::move(edit));
+  }
+  return std::nullopt;
+}
+
+// Checks the arguments after IMAGE; an error message when they are bad.
+std::optional<std::string> Parse(const Args& args, Request* request) {
+  if (args.size() < 3) return "missing action or TYPE (see --help)";
+  request->action = args[1];
+  const std::string& action = request->action;
+  std::size_t wanted = 0;
+  if (action == "add" || action == "delete") {
+    wanted = 4;
+  } else if (action == "set") {
+    wanted = 5;
+  } else if (action != "ls") {
+    return "unknown action '" + action + "' (add, set, delete or ls)";
+  }
+  request->kind = KindOf(args[2]);
+  if (request->kind == nullptr) {
+    return "unknown TYPE '" + args[2] + "' (contacts, appointments or tasks)";
+  }
+  if (action == "ls") {
+    for (std::size_t i = 3; i < args.size(); ++i) {
+      if (args[i] != "--json") return "unexpected argument '" + args[i] + "'";
+      request->json = true;
+    }
+    return std::nullopt;
+  }
+  if (args.size() != wanted) {
+    return action == "add"      ? "add needs TYPE JSON"
+           : action == "delete" ? "delete needs TYPE OID"
+                                : "set needs TYPE OID JSON";
+  }
+  if (action != "add") {
+    std::optional<DWORD> oid = ParseOid(args[3]);
+    if (!oid) return "bad OID '" + args[3] + "'";
+    request->oid = *oid;
+  }
+  if (action == "delete") return std::nullopt;
+  return ParseEdits(*request->kind, args.back(), &request->edits);
+}
+
+// Holds one reference of an object model object and gives it back.
+template <typename T>
+class Reference {
+ public:
+  explicit Reference(T* object) : object_(object) {}
+  Reference(const Reference&) = delete;
+  Reference& operator=(const Reference&) = delete;
+  ~Reference() {
+    if (object_ != nullptr) object_->Release();
+  }
+  T* get() const { return object_; }
+
+ private:
+  T* object_;
+};
+
+std::string PlainColumn(std::u16string text) {
+  for (char16_t& unit : text) {
+    if (unit < 0x20 || unit == 0x7F) unit = u' ';
+  }
+  return device::Utf16ToUtf8(text);
+}
+
+// The work of one command on an opened handheld.
+class PimSession {
+ public:
+  PimSession(device::Device& handheld, const Request& request)
+      : request_(request),
+        kind_(*request.kind),
+        writer_(handheld.context(), handheld.objectStore(),
+                handheld.registry()),
+        app_(new device::OutlookApp(handheld.context(),
+                                    handheld.objectStore())) {
+    app_->SetChangeHook([this](int itemType, CEOID oid, int kind) {
+      writer_.OnChange(itemType, oid, kind);
+    });
+  }
+  PimSession(const PimSession&) = delete;
+  PimSession& operator=(const PimSession&) = delete;
+  ~PimSession() {
+    app_->Logoff();
+    app_->Release();
+  }
+
+  // Runs the request; what to print on success goes to *output.
+  device::Status Run(std::string* output) {
+    HRESULT result = app_->Logon(0);
+    if (FAILED(result)) return Error("Logon failed with " + Hex(result));
+    if (request_.action == "ls") return List(output);
+    IDispatch* item = nullptr;
+    if (request_.action == "add") {
+      result = app_->CreateItem(kind_.itemType, &item);
+      if (FAILED(result)) return Error("CreateItem failed with " + Hex(result));
+    } else {
+      result = app_->GetItemFromOid(static_cast<LONG>(request_.oid), &item);
+      if (FAILED(result) || item == nullptr) {
+        return Error("no item has OID " + std::to_string(request_.oid));
+      }
+    }
+    Reference<IDispatch> held(item);
+    if (!kind_.is(item)) {
+      return Error("OID " + std::to_string(request_.oid) + " is no " +
+                   kind_.noun);
+    }
+    if (request_.action == "delete") {
+      result = kind_.remove(item);
+      if (FAILED(result)) return Error("Delete failed with " + Hex(result));
+      return writer_.lastStatus();
+    }
+    device::Status applied = Apply(item);
+    if (!applied.ok()) return applied;
+    result = kind_.save(item);
+    if (FAILED(result)) return Error("Save failed with " + Hex(result));
+    if (!writer_.lastStatus().ok()) return writer_.lastStatus();
+    if (request_.action == "add") {
+      LONG oid = 0;
+      kind_.oid(item, &oid);
+      *output = std::to_string(static_cast<DWORD>(oid)) + "\n";
+    }
+    return device::Status::Ok();
+  }
+
+ private:
+  static device::Status Error(const std::string& message) {
+    return device::Status::Error(message);
+  }
+
+  device::Status Apply(IDispatch* item) {
+    for (const Edit& edit : request_.edits) {
+      const Property& property = *edit.property;
+      HRESULT result = S_OK;
+      if (property.date) {
+        DATE date = device::kOleNoDate;
+        SYSTEMTIME time = edit.date.value_or(SYSTEMTIME{});
+        if (edit.date) result = app_->SystemTimeToVariantTime(&time, &date);
+        if (SUCCEEDED(result)) result = property.putDate(item, date);
+      } else {
+        result = property.putText(item, edit.text.c_str());
+      }
+      if (FAILED(result)) {
+        return Error(std::string("setting ") + property.name + " failed with " +
+                     Hex(result));
+      }
+    }
+    return device::Status::Ok();
+  }
+
+  std::u16string Text(IDispatch* item, const Property& property) {
+    BSTR value = nullptr;
+    std::u16string text;
+    if (SUCCEEDED(property.getText(item, &value)) && value != nullptr) {
+      text = value;
+    }
+    app_->SysFreeString(value);
+    return text;
+  }
+
+  std::optional<std::string> Date(IDispatch* item, const Property& property) {
+    DATE date = device::kOleNoDate;
+    SYSTEMTIME time;
+    if (FAILED(property.getDate(item, &date)) || date == device::kOleNoDate ||
+        FAILED(app_->VariantTimeToSystemTime(date, &time))) {
+      return std::nullopt;
+    }
+    return device::PimJson::FormatDate(time);
+  }
+
+  std::string Describe(IDispatch* item, LONG oid) {
+    std::string line = std::to_string(static_cast<DWORD>(oid));
+    if (!request_.json) {
+      for (const char* column : kind_.columns) {
+        line += "\t" + PlainColumn(Text(item, *PropertyOf(kind_, column)));
+      }
+      return line + "\n";
+    }
+    line = "{\"Oid\":" + line;
+    for (const Property& property : kind_.properties) {
+      std::optional<std::string> value;
+      if (property.date) {
+        if (std::optional<std::string> date = Date(item, property)) {
+          value = "\"" + *date + "\"";
+        }
+      } else if (std::u16string text = Text(item, property); !text.empty()) {
+        value = device::PimJson::Quote(text);
+      }
+      if (value) line += std::string(",\"") + property.name + "\":" + *value;
+    }
+    return line + "}";
+  }
+
+  device::Status List(std::string* output) {
+    IFolder* folder = nullptr;
+    HRESULT result = app_->GetDefaultFolder(kind_.folder, &folder);
+    if (FAILED(result)) return Error("GetDefaultFolder failed: " + Hex(result));
+    Reference<IFolder> heldFolder(folder);
+    IPOutlookItemCollection* items = nullptr;
+    result = folder->get_Items(&items);
+    if (FAILED(result)) return Error("get_Items failed: " + Hex(result));
+    Reference<IPOutlookItemCollection> heldItems(items);
+    int count = 0;
+    items->get_Count(&count);
+    std::vector<std::string> lines;
+    for (int i = 1; i <= count; ++i) {
+      IDispatch* item = nullptr;
+      if (FAILED(items->Item(i, &item)) || item == nullptr) continue;
+      Reference<IDispatch> held(item);
+      LONG oid = 0;
+      kind_.oid(item, &oid);
+      lines.push_back(Describe(item, oid));
+    }
+    if (!request_.json) {
+      for (const std::string& line : lines) *output += line;
+      return device::Status::Ok();
+    }
+    *output = "[";
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      *output += (i == 0 ? "\n" : ",\n") + lines[i];
+    }
+    *output += lines.empty() ? "]\n" : "\n]\n";
+    return device::Status::Ok();
+  }
+
+  const Request& request_;
+  const ItemKind& kind_;
+  device::ChangeLogWriter writer_;
+  device::OutlookApp* app_;
+};
+
+}  // namespace
+
+int RunPim(const Args& args) {
+  if (std::find(args.begin(), args.end(), "--help") != args.end()) {
+    std::cout << kHelp;
+    for (const ItemKind& kind : kKinds) {
+      std::cout << "\nproperties of " << kind.type << ":";
+      std::size_t column = 80;
+      for (const Property& property : kind.properties) {
+        std::string name = property.name;
+        if (column + name.size() + 1 > 76) {
+          std::cout << "\n ";
+          column = 1;
+        }
+        std::cout << " " << name;
+        column += name.size() + 1;
+      }
+      std::cout << "\n";
+    }
+    return 0;
+  }
+  if (args.empty()) return Usage("missing IMAGE (see --help)");
+  Request request;
+  if (std::optional<std::string> problem = Parse(args, &request)) {
+    return Usage(*problem);
+  }
+
+  auto opened = device::Device::Open(args[0]);
+  if (!opened.ok()) return Failure(opened.status().message());
+  device::Device& handheld = **opened;
+  std::string output;
+  try {
+    handheld.image().Begin();
+    device::Status status;
+    {
+      PimSession session(handheld, request);
+      status = session.Run(&output);
+    }
+    if (!status.ok()) {
+      handheld.image().Rollback();
+      return Failure(status.message());
+    }
+    // Listing changes nothing the user could see; the databases the object
+    // model makes on its first start are left for the first edit.
+    if (request.action == "ls") {
+      handheld.image().Rollback();
+    } else {
+      handheld.image().Commit();
+    }
+  } catch (const device::ImageError& e) {
+    // The image rolls back what is left of the transaction when it closes.
+    return Failure(e.what());
+  }
+  std::cout << output;
+  return 0;
+}
+
+}  // namespace cli

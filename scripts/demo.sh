@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# The main job on the embedded default: builds Vorn, makes a demo handheld
+# from the sample contacts in data/contacts.json, serves it on loopback and
+# exports every contact to vCard files with the desktop tool.
+#
+#   scripts/demo.sh [OUT_DIR]      (default: out/demo)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+out=${1:-out/demo}
+
+scripts/install-deps.sh
+log=$(mktemp)
+if ! { cmake --preset default && cmake --build --preset default -j "$(nproc)" \
+       --target vorn-device vorn; } >"$log" 2>&1; then
+  cat "$log" >&2
+  exit 1
+fi
+rm -f "$log"
+bin=build/default/bin
+
+rm -rf "$out"
+mkdir -p "$out"
+image=$out/demo.img
+echo "== building the demo handheld $image"
+"$bin/vorn-device" init "$image" --machine-id VORN-DEMO-0001 --tz Europe/Berlin
+"$bin/vorn" --image "$image" put data/contacts.json >"$out/loaded.txt"
+echo "   $(wc -l <"$out/loaded.txt") sample contacts loaded from data/contacts.json"
+
+echo "== serving it on loopback"
+"$bin/vorn-device" serve "$image" --listen 127.0.0.1:0 2>"$out/serve.log" &
+server=$!
+trap 'kill -INT $server 2>/dev/null || true' EXIT
+address=""
+for _ in $(seq 100); do
+  address=$(sed -n 's/^listening on //p' "$out/serve.log" | head -n 1)
+  [[ -n $address ]] && break
+  sleep 0.1
+done
+[[ -n $address ]] || { echo "the handheld did not start listening" >&2; exit 1; }
+echo "   listening on $address"
+
+echo "== exporting every contact"
+"$bin/vorn" --device "$address" info
+"$bin/vorn" --device "$address" export "$out/vcards"
+
+kill -INT "$server"
+wait "$server" || true
+trap - EXIT
+echo "== done: $(ls "$out/vcards" | wc -l) vCard files in $out/vcards"
