@@ -12,18 +12,23 @@
 namespace {
 
 const std::set<std::string> kStandardHeaders = {
-    "algorithm", "array",    "cstddef",  "cstdint",     "cstring",
-    "cstdlib",   "iterator", "memory",   "new",         "optional",
-    "span",      "string",   "string_view", "utility",  "vector",
-    "stdexcept", "limits",   "type_traits", "initializer_list", "map",
-    "set",       "functional", "cstdio", "gtest/gtest.h", "filesystem",
-    "fstream",   "regex",    "sstream",  "tuple",       "unordered_map"};
+    "algorithm",        "array",   "cstddef",
+    "cstdint",          "cstring", "cstdlib",
+    "iterator",         "memory",  "new",
+    "optional",         "span",    "string",
+    "string_view",      "utility", "vector",
+    "stdexcept",        "limits",  "type_traits",
+    "initializer_list", "map",     "set",
+    "functional",       "cstdio",  "gtest/gtest.h",
+    "filesystem",       "fstream", "regex",
+    "sstream",          "tuple",   "unordered_map"};
 
 TEST(AgentBoundaryTest, IncludesOnlyStandardProtocolAndPlatformHeaders) {
   std::filesystem::path root = std::filesystem::path(VORN_SOURCE_DIR) / "agent";
   std::regex include(R"(^\s*#\s*include\s*[<"]([^>"]+)[>"])");
   int files = 0;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+  for (const auto& entry :
+       std::filesystem::recursive_directory_iterator(root)) {
     auto ext = entry.path().extension();
     if (ext != ".h" && ext != ".cpp") continue;
     ++files;

@@ -140,7 +140,8 @@ TEST_F(ChangeLogWriterTest, FirstChangeCreatesLogSortedNewestFirst) {
   EXPECT_EQ(info.infDatabase.dwDbaseType, kChangeLogDatabaseType);
   EXPECT_EQ(info.infDatabase.wNumRecords, 1);
   ASSERT_EQ(info.infDatabase.wNumSortOrder, 1);
-  EXPECT_EQ(info.infDatabase.rgSortSpecs[0].propid, protocol::kLogEntrySequence);
+  EXPECT_EQ(info.infDatabase.rgSortSpecs[0].propid,
+            protocol::kLogEntrySequence);
   EXPECT_EQ(info.infDatabase.rgSortSpecs[0].dwFlags, CEDB_SORT_DESCENDING);
 }
 
@@ -224,7 +225,8 @@ TEST_F(ChangeLogWriterTest, RawAppendLeavesRegistryAlone) {
   writer_.OnChange(olTaskItem, 56, 1);
   ASSERT_TRUE(writer_.lastStatus().ok());
   EXPECT_EQ(SequenceOf(protocol::kTaskLog), 1u);
-  std::vector<ChangeLogWriter::Entry> entries = writer_.List(protocol::kTaskLog);
+  std::vector<ChangeLogWriter::Entry> entries =
+      writer_.List(protocol::kTaskLog);
   ASSERT_EQ(entries.size(), 2u);
   EXPECT_EQ(entries[0].sequence, 9u);
   EXPECT_EQ(entries[0].oid, 55u);

@@ -107,10 +107,9 @@ std::int64_t Statement::Int(int column) const {
 std::string Statement::Text(int column) const {
   const auto* text = sqlite3_column_text(stmt_, column);
   int size = sqlite3_column_bytes(stmt_, column);
-  return text == nullptr
-             ? std::string()
-             : std::string(reinterpret_cast<const char*>(text),
-                           static_cast<std::size_t>(size));
+  return text == nullptr ? std::string()
+                         : std::string(reinterpret_cast<const char*>(text),
+                                       static_cast<std::size_t>(size));
 }
 
 std::vector<std::uint8_t> Statement::Blob(int column) const {
@@ -259,15 +258,16 @@ std::string DeviceImage::GetMeta(std::string_view key,
                                  std::string_view fallback) {
   Statement& statement = Cached("SELECT value FROM meta WHERE key=?");
   statement.Bind(1, key);
-  std::string value = statement.Step() ? statement.Text(0) : std::string(fallback);
+  std::string value =
+      statement.Step() ? statement.Text(0) : std::string(fallback);
   statement.Reset();
   return value;
 }
 
 void DeviceImage::SetMeta(std::string_view key, std::string_view value) {
-  Statement& statement =
-      Cached("INSERT INTO meta(key, value) VALUES(?, ?) "
-             "ON CONFLICT(key) DO UPDATE SET value=excluded.value");
+  Statement& statement = Cached(
+      "INSERT INTO meta(key, value) VALUES(?, ?) "
+      "ON CONFLICT(key) DO UPDATE SET value=excluded.value");
   statement.Bind(1, key).Bind(2, value).Run();
 }
 

@@ -51,9 +51,10 @@ Status FaultSet::Set(std::string_view name, std::string_view value) {
   if (info->value.empty() && !value.empty()) {
     return Status::Error("fault '" + std::string(name) + "' takes no value");
   }
-  image_.Prepare(
-            "INSERT INTO faults(name, value) VALUES(?, ?) "
-            "ON CONFLICT(name) DO UPDATE SET value=excluded.value")
+  image_
+      .Prepare(
+          "INSERT INTO faults(name, value) VALUES(?, ?) "
+          "ON CONFLICT(name) DO UPDATE SET value=excluded.value")
       .Bind(1, name)
       .Bind(2, value)
       .Run();
@@ -88,8 +89,10 @@ std::optional<std::string> FaultSet::Value(std::string_view name) const {
 
 std::vector<std::pair<std::string, std::string>> FaultSet::List() const {
   std::vector<std::pair<std::string, std::string>> result;
-  Statement statement = image_.Prepare("SELECT name, value FROM faults ORDER BY name");
-  while (statement.Step()) result.emplace_back(statement.Text(0), statement.Text(1));
+  Statement statement =
+      image_.Prepare("SELECT name, value FROM faults ORDER BY name");
+  while (statement.Step())
+    result.emplace_back(statement.Text(0), statement.Text(1));
   return result;
 }
 

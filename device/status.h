@@ -12,7 +12,9 @@ class [[nodiscard]] Status {
  public:
   Status() = default;
   static Status Ok() { return Status(); }
-  static Status Error(std::string message) { return Status(std::move(message)); }
+  static Status Error(std::string message) {
+    return Status(std::move(message));
+  }
 
   bool ok() const { return !message_.has_value(); }
   // The one-line message of a failed status; empty when ok.

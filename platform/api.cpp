@@ -44,26 +44,28 @@ void SetCallTracer(CallTracer tracer, void* context) {
 
 }  // namespace platform
 
-#define VORN_DEFINE_FORWARD(Service, member)                    \
-  (platform::Trace(__func__),                                   \
+#define VORN_DEFINE_FORWARD(Service, member) \
+  (platform::Trace(__func__),                \
    platform::Require(platform::g_services.member, __func__))
 
 #define VORN_FORWARD_KERNEL(result, name, params, args) \
   result name params { return VORN_DEFINE_FORWARD(Kernel, kernel)->name args; }
-#define VORN_FORWARD_REGISTRY(result, name, params, args) \
-  result name params {                                    \
+#define VORN_FORWARD_REGISTRY(result, name, params, args)      \
+  result name params {                                         \
     return VORN_DEFINE_FORWARD(Registry, registry)->name args; \
   }
 #define VORN_FORWARD_COM(result, name, params, args) \
   result name params { return VORN_DEFINE_FORWARD(Com, com)->name args; }
 #define VORN_FORWARD_UI(result, name, params, args) \
   result name params { return VORN_DEFINE_FORWARD(Ui, ui)->name args; }
-#define VORN_FORWARD_OBJECT_STORE(result, name, params, args) \
-  result name params {                                        \
+#define VORN_FORWARD_OBJECT_STORE(result, name, params, args)        \
+  result name params {                                               \
     return VORN_DEFINE_FORWARD(ObjectStore, objectStore)->name args; \
   }
-#define VORN_FORWARD_FILES(result, name, params, args) \
-  result name params { return VORN_DEFINE_FORWARD(FileSystem, files)->name args; }
+#define VORN_FORWARD_FILES(result, name, params, args)        \
+  result name params {                                        \
+    return VORN_DEFINE_FORWARD(FileSystem, files)->name args; \
+  }
 
 VORN_KERNEL_CALLS(VORN_FORWARD_KERNEL)
 VORN_REGISTRY_CALLS(VORN_FORWARD_REGISTRY)

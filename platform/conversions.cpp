@@ -103,10 +103,10 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* st, FILETIME* fileTime) {
   std::int64_t days = DaysBeforeYear(st->wYear);
   for (int m = 1; m < st->wMonth; ++m) days += DaysInMonth(st->wYear, m);
   days += st->wDay - 1;
-  std::uint64_t ms = ((std::uint64_t{st->wHour} * 60 + st->wMinute) * 60 +
-                      st->wSecond) *
-                         1000 +
-                     st->wMilliseconds;
+  std::uint64_t ms =
+      ((std::uint64_t{st->wHour} * 60 + st->wMinute) * 60 + st->wSecond) *
+          1000 +
+      st->wMilliseconds;
   std::uint64_t ticks = static_cast<std::uint64_t>(days) * kTicksPerDay +
                         ms * kTicksPerMillisecond;
   fileTime->dwLowDateTime = static_cast<DWORD>(ticks);
@@ -125,8 +125,7 @@ LONG CompareFileTime(const FILETIME* first, const FILETIME* second) {
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source,
                         int sourceLength, char* target, int targetSize,
                         const char* defaultChar, BOOL* usedDefault) {
-  if (codePage != CP_ACP || flags != 0 || source == nullptr ||
-      targetSize < 0) {
+  if (codePage != CP_ACP || flags != 0 || source == nullptr || targetSize < 0) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return 0;
   }

@@ -19,10 +19,16 @@ using DATE = double;
 
 // {05058F23-20BE-11D2-8F18-0000F87A4335}
 inline constexpr CLSID CLSID_Application = {
-    0x05058F23, 0x20BE, 0x11D2, {0x8F, 0x18, 0x00, 0x00, 0xF8, 0x7A, 0x43, 0x35}};
+    0x05058F23,
+    0x20BE,
+    0x11D2,
+    {0x8F, 0x18, 0x00, 0x00, 0xF8, 0x7A, 0x43, 0x35}};
 // {05058F22-20BE-11D2-8F18-0000F87A4335}
 inline constexpr IID IID_IPOutlookApp = {
-    0x05058F22, 0x20BE, 0x11D2, {0x8F, 0x18, 0x00, 0x00, 0xF8, 0x7A, 0x43, 0x35}};
+    0x05058F22,
+    0x20BE,
+    0x11D2,
+    {0x8F, 0x18, 0x00, 0x00, 0xF8, 0x7A, 0x43, 0x35}};
 
 // Item types for CreateItem.
 inline constexpr int olAppointmentItem = 1;
@@ -71,32 +77,68 @@ class IPOutlookItemCollection : public IDispatch {
 };
 
 // The contact's string properties, in the object model's order.
-#define VORN_CONTACT_STRING_PROPERTIES(X)                                  \
-  X(BusinessFaxNumber)                                                    \
-  X(CompanyName) X(Department) X(Email1Address) X(MobileTelephoneNumber) \
-  X(OfficeLocation) X(PagerNumber) X(BusinessTelephoneNumber) X(JobTitle) \
-  X(HomeTelephoneNumber) X(Email2Address) X(Spouse) X(Email3Address)     \
-  X(Home2TelephoneNumber) X(HomeFaxNumber) X(CarTelephoneNumber)          \
-  X(AssistantName) X(AssistantTelephoneNumber) X(Children) X(Categories)  \
-  X(WebPage) X(Business2TelephoneNumber) X(Body) X(RadioTelephoneNumber)  \
-  X(FileAs) X(YomiCompanyName) X(YomiFirstName) X(YomiLastName) X(Title) \
-  X(FirstName) X(MiddleName) X(LastName) X(Suffix) X(HomeAddressStreet)  \
-  X(HomeAddressCity) X(HomeAddressState) X(HomeAddressPostalCode)        \
-  X(HomeAddressCountry) X(OtherAddressStreet) X(OtherAddressCity)        \
-  X(OtherAddressState) X(OtherAddressPostalCode) X(OtherAddressCountry)  \
-  X(BusinessAddressStreet) X(BusinessAddressCity) X(BusinessAddressState) \
-  X(BusinessAddressPostalCode) X(BusinessAddressCountry)
+// clang-format off
+#define VORN_CONTACT_STRING_PROPERTIES(X) \
+  X(BusinessFaxNumber) \
+  X(CompanyName) \
+  X(Department) \
+  X(Email1Address) \
+  X(MobileTelephoneNumber) \
+  X(OfficeLocation) \
+  X(PagerNumber) \
+  X(BusinessTelephoneNumber) \
+  X(JobTitle) \
+  X(HomeTelephoneNumber) \
+  X(Email2Address) \
+  X(Spouse) \
+  X(Email3Address) \
+  X(Home2TelephoneNumber) \
+  X(HomeFaxNumber) \
+  X(CarTelephoneNumber) \
+  X(AssistantName) \
+  X(AssistantTelephoneNumber) \
+  X(Children) \
+  X(Categories) \
+  X(WebPage) \
+  X(Business2TelephoneNumber) \
+  X(Body) \
+  X(RadioTelephoneNumber) \
+  X(FileAs) \
+  X(YomiCompanyName) \
+  X(YomiFirstName) \
+  X(YomiLastName) \
+  X(Title) \
+  X(FirstName) \
+  X(MiddleName) \
+  X(LastName) \
+  X(Suffix) \
+  X(HomeAddressStreet) \
+  X(HomeAddressCity) \
+  X(HomeAddressState) \
+  X(HomeAddressPostalCode) \
+  X(HomeAddressCountry) \
+  X(OtherAddressStreet) \
+  X(OtherAddressCity) \
+  X(OtherAddressState) \
+  X(OtherAddressPostalCode) \
+  X(OtherAddressCountry) \
+  X(BusinessAddressStreet) \
+  X(BusinessAddressCity) \
+  X(BusinessAddressState) \
+  X(BusinessAddressPostalCode) \
+  X(BusinessAddressCountry)
+// clang-format on
 
 // The contact's date properties.
 #define VORN_CONTACT_DATE_PROPERTIES(X) X(Birthday) X(Anniversary)
 
 class IContact : public IDispatch {
  public:
-#define VORN_DECLARE_STRING(name)                 \
-  virtual HRESULT get_##name(BSTR* value) = 0;    \
+#define VORN_DECLARE_STRING(name)              \
+  virtual HRESULT get_##name(BSTR* value) = 0; \
   virtual HRESULT put_##name(LPCWSTR value) = 0;
-#define VORN_DECLARE_DATE(name)                   \
-  virtual HRESULT get_##name(DATE* value) = 0;    \
+#define VORN_DECLARE_DATE(name)                \
+  virtual HRESULT get_##name(DATE* value) = 0; \
   virtual HRESULT put_##name(DATE value) = 0;
   VORN_CONTACT_STRING_PROPERTIES(VORN_DECLARE_STRING)
   VORN_CONTACT_DATE_PROPERTIES(VORN_DECLARE_DATE)

@@ -19,20 +19,20 @@ namespace platform {
 #define VORN_DECLARE_FORWARD(result, name, params, args) \
   result name params override { return target_->name args; }
 
-#define VORN_DECLARE_SERVICE(Service, member, CALLS) \
-  class Service {                                    \
-   public:                                           \
-    virtual ~Service() = default;                    \
-    CALLS(VORN_DECLARE_PURE)                         \
-  };                                                 \
-  class Service##Wrapper : public Service {          \
-   public:                                           \
+#define VORN_DECLARE_SERVICE(Service, member, CALLS)                \
+  class Service {                                                   \
+   public:                                                          \
+    virtual ~Service() = default;                                   \
+    CALLS(VORN_DECLARE_PURE)                                        \
+  };                                                                \
+  class Service##Wrapper : public Service {                         \
+   public:                                                          \
     explicit Service##Wrapper(Service* target) : target_(target) {} \
-    CALLS(VORN_DECLARE_FORWARD)                      \
-    Service* target() const { return target_; }      \
-                                                     \
-   private:                                          \
-    Service* target_;                                \
+    CALLS(VORN_DECLARE_FORWARD)                                     \
+    Service* target() const { return target_; }                     \
+                                                                    \
+   private:                                                         \
+    Service* target_;                                               \
   };
 
 VORN_ALL_SERVICES(VORN_DECLARE_SERVICE)

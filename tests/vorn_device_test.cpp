@@ -66,7 +66,9 @@ TEST(ServeStdioTest, StartUpFailuresReturnEFailWithTheirMessage) {
     TempDir dir;
     std::string image = NewImage(dir);
     for (const auto& fault : c.faults) {
-      ASSERT_EQ(RunProgram({"vorn-device", "fault", image, "set", fault}).exitCode, 0);
+      ASSERT_EQ(
+          RunProgram({"vorn-device", "fault", image, "set", fault}).exitCode,
+          0);
     }
     int code = -1;
     std::string err;
@@ -80,10 +82,13 @@ TEST(ServeStdioTest, StartUpFailuresReturnEFailWithTheirMessage) {
 TEST(ServeStdioTest, RecoveredCreationServesNormally) {
   TempDir dir;
   std::string image = NewImage(dir);
-  ASSERT_EQ(RunProgram({"vorn-device", "fault", image, "set", "cocreate-fails"}).exitCode, 0);
+  ASSERT_EQ(RunProgram({"vorn-device", "fault", image, "set", "cocreate-fails"})
+                .exitCode,
+            0);
   int code = -1;
   std::string err;
-  EXPECT_EQ(Serve(image, FramePacket({1, 1}), &code, &err), (Bytes{0, 0, 0, 0}));
+  EXPECT_EQ(Serve(image, FramePacket({1, 1}), &code, &err),
+            (Bytes{0, 0, 0, 0}));
   EXPECT_EQ(code, 0);
   EXPECT_EQ(err, "");
 }
@@ -91,16 +96,19 @@ TEST(ServeStdioTest, RecoveredCreationServesNormally) {
 TEST(ServeStdioTest, ContactsPersistBetweenConversations) {
   TempDir dir;
   std::string image = NewImage(dir);
-  Bytes add = PacketBuilder(2, 1)
-                  .U32(5)
-                  .Raw(RecordBuilder().Str(31, u"Ada").Str(33, u"Byron").Build())
-                  .Frame();
+  Bytes add =
+      PacketBuilder(2, 1)
+          .U32(5)
+          .Raw(RecordBuilder().Str(31, u"Ada").Str(33, u"Byron").Build())
+          .Frame();
   int code = -1;
-  auto frames = SplitFrames(Serve(image, Cat({add, FramePacket({1, 1})}), &code));
+  auto frames =
+      SplitFrames(Serve(image, Cat({add, FramePacket({1, 1})}), &code));
   ASSERT_EQ(frames.size(), 2U);
   ASSERT_EQ(frames[0].size(), 20U);
   EXPECT_EQ(frames[0][0], 1);
-  frames = SplitFrames(Serve(image, Cat({FramePacket({6, 1}), FramePacket({1, 1})}), &code));
+  frames = SplitFrames(
+      Serve(image, Cat({FramePacket({6, 1}), FramePacket({1, 1})}), &code));
   ASSERT_EQ(frames.size(), 2U);
   EXPECT_EQ(frames[0], (Bytes{1, 0, 1, 0, 0, 0}));
 }
@@ -122,7 +130,8 @@ TEST(ServeStdioTest, AnsweredPacketsAreDurableAndAnUnfinishedOneLeavesNoTrace) {
   auto frames = SplitFrames(Serve(image, Cat({add, cut}), &code));
   EXPECT_EQ(code, 0);
   ASSERT_EQ(frames.size(), 1U);
-  frames = SplitFrames(Serve(image, Cat({FramePacket({6, 1}), FramePacket({1, 1})}), &code));
+  frames = SplitFrames(
+      Serve(image, Cat({FramePacket({6, 1}), FramePacket({1, 1})}), &code));
   EXPECT_EQ(frames[0], (Bytes{1, 0, 1, 0, 0, 0}));
 }
 
@@ -146,7 +155,8 @@ TEST(ServeListenTest, ConversationsOneAfterAnotherOnLoopback) {
     ASSERT_TRUE((*stream)->WriteFrame(count).ok());
     auto counted = (*stream)->ReadFrame();
     ASSERT_TRUE(counted.ok());
-    EXPECT_EQ(*counted, Cat({Bytes{1, 0}, LE32(static_cast<std::uint32_t>(round))}));
+    EXPECT_EQ(*counted,
+              Cat({Bytes{1, 0}, LE32(static_cast<std::uint32_t>(round))}));
     Bytes end = {1, 1};
     ASSERT_TRUE((*stream)->WriteFrame(end).ok());
     auto ended = (*stream)->ReadFrame();
@@ -160,7 +170,9 @@ TEST(ServeListenTest, ConversationsOneAfterAnotherOnLoopback) {
 TEST(ServeListenTest, StartUpFailureClosesTheConnectionWithNothing) {
   TempDir dir;
   std::string image = NewImage(dir);
-  ASSERT_EQ(RunProgram({"vorn-device", "fault", image, "set", "logon-fails"}).exitCode, 0);
+  ASSERT_EQ(RunProgram({"vorn-device", "fault", image, "set", "logon-fails"})
+                .exitCode,
+            0);
   ListeningServer server(image);
   ASSERT_FALSE(server.address().empty()) << server.err();
   auto stream = desktop::TcpStream::Connect(server.address());
@@ -171,16 +183,19 @@ TEST(ServeListenTest, StartUpFailureClosesTheConnectionWithNothing) {
   EXPECT_FALSE(reply.ok());
   (void)(*stream)->Close();
   server.Stop();
-  EXPECT_NE(server.err().find("messagebox: ERROR: Logon failed"), std::string::npos)
+  EXPECT_NE(server.err().find("messagebox: ERROR: Logon failed"),
+            std::string::npos)
       << server.err();
 }
 
 TEST(ServeListenTest, RemoteAddressesNeedAllowRemote) {
   TempDir dir;
   std::string image = NewImage(dir);
-  auto result = RunProgram({"vorn-device", "serve", image, "--listen", "0.0.0.0:0"});
+  auto result =
+      RunProgram({"vorn-device", "serve", image, "--listen", "0.0.0.0:0"});
   EXPECT_NE(result.exitCode, 0);
-  EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1)
+      << result.err;
 }
 
 TEST(CommandLineTest, BadArgumentsLeaveTheImageAsItWas) {
@@ -194,7 +209,8 @@ TEST(CommandLineTest, BadArgumentsLeaveTheImageAsItWas) {
            {"vorn-device", "serve", image},
            {"vorn-device", "serve", image, "--stdio", "--listen", "1:2"},
            {"vorn-device", "reg", image, "set", "HKLM\\X", "v"},
-           {"vorn-device", "reg", image, "set", "HKLM\\X", "v", "--dword", "zz"},
+           {"vorn-device", "reg", image, "set", "HKLM\\X", "v", "--dword",
+            "zz"},
            {"vorn-device", "reg", image, "get", "BOGUS\\X", "v"},
            {"vorn-device", "fault", image, "set", "no-such-fault"},
            {"vorn-device", "fault", image, "set", "contact-save"},
@@ -217,27 +233,32 @@ TEST(CommandLineTest, FilesThatAreNoImageAreRefusedUntouched) {
   TempDir dir;
   std::string random = dir.path("random.bin");
   Bytes noise(5000);
-  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<std::uint8_t>(i * 7919);
+  for (std::size_t i = 0; i < noise.size(); ++i)
+    noise[i] = static_cast<std::uint8_t>(i * 7919);
   testing_support::WriteFileBytes(random, noise);
   std::string image = NewImage(dir);
   // Add something so the image has more than its first page.
   for (int i = 0; i < 20; ++i) {
-    RunProgram({"vorn-device", "reg", image, "set", "HKLM\\Fill", "v" + std::to_string(i),
-                "--sz", std::string(3000, 'x')});
+    RunProgram({"vorn-device", "reg", image, "set", "HKLM\\Fill",
+                "v" + std::to_string(i), "--sz", std::string(3000, 'x')});
   }
   Bytes whole = testing_support::ReadFileBytes(image);
   std::string truncated = dir.path("truncated.img");
-  testing_support::WriteFileBytes(truncated, Bytes(whole.begin(), whole.begin() + static_cast<long>(whole.size() / 2)));
+  testing_support::WriteFileBytes(
+      truncated, Bytes(whole.begin(),
+                       whole.begin() + static_cast<long>(whole.size() / 2)));
   for (const std::string& bad : {random, truncated}) {
     Bytes before = testing_support::ReadFileBytes(bad);
     for (const std::vector<std::string>& args :
          std::vector<std::vector<std::string>>{
              {"vorn-device", "dump", bad},
              {"vorn-device", "serve", bad, "--stdio"},
-             {"vorn-device", "reg", bad, "get", "HKLM\\SOFTWARE\\Orvanet", "MachineID"}}) {
+             {"vorn-device", "reg", bad, "get", "HKLM\\SOFTWARE\\Orvanet",
+              "MachineID"}}) {
       auto result = RunProgram(args, FramePacket({1, 1}));
       EXPECT_NE(result.exitCode, 0) << bad;
-      EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+      EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1)
+          << result.err;
     }
     EXPECT_EQ(testing_support::ReadFileBytes(bad), before);
     EXPECT_FALSE(std::filesystem::exists(bad + "-wal"));
@@ -246,20 +267,32 @@ TEST(CommandLineTest, FilesThatAreNoImageAreRefusedUntouched) {
 
 TEST(CommandLineTest, RegistryFaultsAndDumpRoundTrip) {
   TempDir dir;
-  std::string image = NewImage(dir, "d.img", {"--machine-id", "PDA-42", "--os", "4.20.1081"});
-  auto id = RunProgram({"vorn-device", "reg", image, "get", "HKLM\\SOFTWARE\\Orvanet", "MachineID"});
+  std::string image =
+      NewImage(dir, "d.img", {"--machine-id", "PDA-42", "--os", "4.20.1081"});
+  auto id = RunProgram({"vorn-device", "reg", image, "get",
+                        "HKLM\\SOFTWARE\\Orvanet", "MachineID"});
   EXPECT_EQ(id.exitCode, 0);
   EXPECT_EQ(id.outText(), "PDA-42\n");
-  EXPECT_EQ(RunProgram({"vorn-device", "reg", image, "set", "HKLM\\SOFTWARE\\Orvanet",
-                        "\\VornContactLog", "--dword", "7"}).exitCode, 0);
-  auto seq = RunProgram({"vorn-device", "reg", image, "get", "HKLM\\SOFTWARE\\Orvanet",
-                         "\\VornContactLog"});
+  EXPECT_EQ(
+      RunProgram({"vorn-device", "reg", image, "set", "HKLM\\SOFTWARE\\Orvanet",
+                  "\\VornContactLog", "--dword", "7"})
+          .exitCode,
+      0);
+  auto seq = RunProgram({"vorn-device", "reg", image, "get",
+                         "HKLM\\SOFTWARE\\Orvanet", "\\VornContactLog"});
   EXPECT_EQ(seq.outText(), "7\n");
-  EXPECT_EQ(RunProgram({"vorn-device", "reg", image, "delete", "HKLM\\SOFTWARE\\Orvanet",
-                        "\\VornContactLog"}).exitCode, 0);
-  EXPECT_NE(RunProgram({"vorn-device", "reg", image, "get", "HKLM\\SOFTWARE\\Orvanet",
-                        "\\VornContactLog"}).exitCode, 0);
-  EXPECT_EQ(RunProgram({"vorn-device", "fault", image, "set", "contact-save", "0x80004005"}).exitCode, 0);
+  EXPECT_EQ(RunProgram({"vorn-device", "reg", image, "delete",
+                        "HKLM\\SOFTWARE\\Orvanet", "\\VornContactLog"})
+                .exitCode,
+            0);
+  EXPECT_NE(RunProgram({"vorn-device", "reg", image, "get",
+                        "HKLM\\SOFTWARE\\Orvanet", "\\VornContactLog"})
+                .exitCode,
+            0);
+  EXPECT_EQ(RunProgram({"vorn-device", "fault", image, "set", "contact-save",
+                        "0x80004005"})
+                .exitCode,
+            0);
   auto listed = RunProgram({"vorn-device", "fault", image, "list"});
   EXPECT_NE(listed.outText().find("contact-save"), std::string::npos);
   auto dump = RunProgram({"vorn-device", "dump", image});
@@ -269,8 +302,10 @@ TEST(CommandLineTest, RegistryFaultsAndDumpRoundTrip) {
   // The machine identity goes over the wire too, and the version answer
   // follows --os.
   int code = -1;
-  auto frames = SplitFrames(Serve(image, Cat({FramePacket({14, 1}), FramePacket({20, 1}),
-                                              FramePacket({1, 1})}), &code));
+  auto frames = SplitFrames(Serve(
+      image,
+      Cat({FramePacket({14, 1}), FramePacket({20, 1}), FramePacket({1, 1})}),
+      &code));
   ASSERT_EQ(frames.size(), 3U);
   EXPECT_EQ(frames[0], Cat({LE32(0x3C), testing_support::Counted(u"PDA-42")}));
   EXPECT_EQ(frames[1], LE32(1));

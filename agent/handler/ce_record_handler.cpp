@@ -17,7 +17,9 @@ int AsCount(DWORD value) { return static_cast<int>(value); }
 
 }  // namespace
 
-void SetStatusOid(BYTE* status, DWORD oid) { protocol::PutU32(status + 2, oid); }
+void SetStatusOid(BYTE* status, DWORD oid) {
+  protocol::PutU32(status + 2, oid);
+}
 void SetStatusId(BYTE* status, DWORD id) { protocol::PutU32(status + 6, id); }
 
 CCERecordHandler::~CCERecordHandler() {

@@ -38,7 +38,8 @@ std::vector<std::uint32_t> AddContacts(InProcessHandheld& handheld,
                                        const std::vector<Bytes>& records) {
   std::vector<Bytes> packets;
   for (std::size_t i = 0; i < records.size(); ++i) {
-    packets.push_back(AddPacket(static_cast<std::uint32_t>(100 + i), records[i]));
+    packets.push_back(
+        AddPacket(static_cast<std::uint32_t>(100 + i), records[i]));
   }
   std::vector<std::uint32_t> oids;
   auto frames = handheld.Exchange(packets);
@@ -73,11 +74,11 @@ TEST(RecordHandlerTest, AddRecordCountsItsStatusTwice) {
   InProcessHandheld handheld;
   // A machine identity fills the reply buffer first: the second ten bytes
   // of the add's reply are what that reply left there.
-  ASSERT_TRUE(handheld.device()
-                  .registry()
-                  .SetString("HKLM\\SOFTWARE\\Orvanet", "MachineID",
-                             "0123456789")
-                  .ok());
+  ASSERT_TRUE(
+      handheld.device()
+          .registry()
+          .SetString("HKLM\\SOFTWARE\\Orvanet", "MachineID", "0123456789")
+          .ok());
   auto frames =
       handheld.Exchange({{14, 1}, AddPacket(0x01020304, Named(u"J", u"S"))});
   ASSERT_EQ(frames[1].size(), 20U);
@@ -112,17 +113,21 @@ TEST(RecordHandlerTest, DeleteRecordsOfNoneRepliesNothing) {
 TEST(RecordHandlerTest, DeleteRecordsListsWhatWasDeleted) {
   InProcessHandheld handheld;
   auto oids = AddContacts(handheld, {Named(u"A", u"B"), Named(u"C", u"D")});
-  auto frames = handheld.Exchange(
-      {PacketBuilder(17, 1).U32(3).U32(oids[1]).U32(0xBAD).U32(oids[0]).packet(),
-       {6, 1}});
+  auto frames = handheld.Exchange({PacketBuilder(17, 1)
+                                       .U32(3)
+                                       .U32(oids[1])
+                                       .U32(0xBAD)
+                                       .U32(oids[0])
+                                       .packet(),
+                                   {6, 1}});
   EXPECT_EQ(frames[0], Cat({LE32(oids[1]), LE32(oids[0])}));
   EXPECT_EQ(frames[1], (Bytes{1, 0, 0, 0, 0, 0}));
 }
 
 TEST(RecordHandlerTest, DeleteRecordAndDeleteAll) {
   InProcessHandheld handheld;
-  auto oids = AddContacts(handheld, {Named(u"A", u"B"), Named(u"C", u"D"),
-                                     Named(u"E", u"F")});
+  auto oids = AddContacts(
+      handheld, {Named(u"A", u"B"), Named(u"C", u"D"), Named(u"E", u"F")});
   auto frames = handheld.Exchange({PacketBuilder(4, 1).U32(oids[0]).packet(),
                                    PacketBuilder(4, 1).U32(oids[0]).packet(),
                                    {6, 1},
@@ -176,15 +181,23 @@ TEST(RecordHandlerTest, GetRecordsWithAnUnknownFirstOidCountsTheHeaderTwice) {
 TEST(RecordHandlerTest, BatchWriteStopsAtAMissingItem) {
   InProcessHandheld handheld;
   Bytes record = Named(u"A", u"B");
-  auto outcome = handheld.Converse(Cat(
-      {PacketBuilder(15, 1)
-           .U32(3)
-           .U8(2).U8(1).U32(11).Raw(record)
-           .U8(3).U8(1).U32(0xBAD).Raw(record)
-           .U8(2).U8(1).U32(13).Raw(record)
-           .Frame(),
-       testing_support::FramePacket({6, 1}),
-       testing_support::FramePacket({1, 1})}));
+  auto outcome = handheld.Converse(Cat({PacketBuilder(15, 1)
+                                            .U32(3)
+                                            .U8(2)
+                                            .U8(1)
+                                            .U32(11)
+                                            .Raw(record)
+                                            .U8(3)
+                                            .U8(1)
+                                            .U32(0xBAD)
+                                            .Raw(record)
+                                            .U8(2)
+                                            .U8(1)
+                                            .U32(13)
+                                            .Raw(record)
+                                            .Frame(),
+                                        testing_support::FramePacket({6, 1}),
+                                        testing_support::FramePacket({1, 1})}));
   auto frames = testing_support::SplitFrames(outcome.output);
   ASSERT_EQ(frames.size(), 3U);
   ASSERT_EQ(frames[0].size(), 12U);
@@ -198,13 +211,18 @@ TEST(RecordHandlerTest, BatchWriteStopsAtAMissingItem) {
 TEST(RecordHandlerTest, BatchWriteAddsAndUpdates) {
   InProcessHandheld handheld;
   auto oids = AddContacts(handheld, {Named(u"Old", u"Name")});
-  auto frames = handheld.Exchange(
-      {PacketBuilder(15, 1)
-           .U32(2)
-           .U8(3).U8(1).U32(oids[0]).Raw(Named(u"New", u"Name"))
-           .U8(2).U8(1).U32(21).Raw(Named(u"Second", u"One"))
-           .packet(),
-       {6, 1}});
+  auto frames = handheld.Exchange({PacketBuilder(15, 1)
+                                       .U32(2)
+                                       .U8(3)
+                                       .U8(1)
+                                       .U32(oids[0])
+                                       .Raw(Named(u"New", u"Name"))
+                                       .U8(2)
+                                       .U8(1)
+                                       .U32(21)
+                                       .Raw(Named(u"Second", u"One"))
+                                       .packet(),
+                                   {6, 1}});
   ASSERT_EQ(frames[0].size(), 20U);
   EXPECT_EQ(Bytes(frames[0].begin(), frames[0].begin() + 10),
             Cat({Bytes{1, 0}, LE32(oids[0]), LE32(oids[0])}));
@@ -282,8 +300,7 @@ TEST(RecordHandlerTest, WriteFileDataCreatesAMissingFile) {
 TEST(RecordHandlerTest, ReadFileDataOfAMissingFile) {
   InProcessHandheld handheld;
   auto frames = handheld.Exchange({ReadPiece(u"\\nothing.bin", 0, 16)});
-  EXPECT_EQ(frames[0],
-            Cat({Bytes{0, 0}, LE32(ERROR_FILE_NOT_FOUND), LE32(0)}));
+  EXPECT_EQ(frames[0], Cat({Bytes{0, 0}, LE32(ERROR_FILE_NOT_FOUND), LE32(0)}));
 }
 
 TEST(RecordHandlerTest, OneMegabyteFileTravelsInPieces) {
@@ -293,7 +310,8 @@ TEST(RecordHandlerTest, OneMegabyteFileTravelsInPieces) {
     file[i] = static_cast<std::uint8_t>((i * 131) ^ (i >> 9));
   }
   std::vector<Bytes> writes;
-  for (std::size_t at = 0; at < file.size(); at += protocol::kMaxFileReadPiece) {
+  for (std::size_t at = 0; at < file.size();
+       at += protocol::kMaxFileReadPiece) {
     std::size_t end = std::min(file.size(), at + protocol::kMaxFileReadPiece);
     writes.push_back(WritePiece(u"\\Temp\\big.bin",
                                 Bytes(file.begin() + static_cast<long>(at),
@@ -303,8 +321,10 @@ TEST(RecordHandlerTest, OneMegabyteFileTravelsInPieces) {
   for (std::size_t i = 0; i < writes.size(); ++i) EXPECT_EQ(written[i][0], 1);
 
   std::vector<Bytes> reads;
-  for (std::uint32_t at = 0; at < file.size(); at += protocol::kMaxFileReadPiece) {
-    reads.push_back(ReadPiece(u"\\TEMP\\BIG.BIN", at, protocol::kMaxFileReadPiece));
+  for (std::uint32_t at = 0; at < file.size();
+       at += protocol::kMaxFileReadPiece) {
+    reads.push_back(
+        ReadPiece(u"\\TEMP\\BIG.BIN", at, protocol::kMaxFileReadPiece));
   }
   auto pieces = handheld.Exchange(reads);
   Bytes back;
@@ -320,10 +340,10 @@ TEST(RecordHandlerTest, OneMegabyteFileTravelsInPieces) {
 
 TEST(RecordHandlerTest, FilePathsStayInsideTheHandheld) {
   InProcessHandheld handheld;
-  auto frames = handheld.Exchange(
-      {WritePiece(u"\\..\\..\\etc\\vorn-escape", {'x'}),
-       WritePiece(u"C:\\vorn-escape", {'x'}),
-       ReadPiece(u"/etc/passwd", 0, 100)});
+  auto frames =
+      handheld.Exchange({WritePiece(u"\\..\\..\\etc\\vorn-escape", {'x'}),
+                         WritePiece(u"C:\\vorn-escape", {'x'}),
+                         ReadPiece(u"/etc/passwd", 0, 100)});
   // Whatever the handheld answers, nothing reaches the host.
   EXPECT_FALSE(std::filesystem::exists("/etc/vorn-escape"));
   EXPECT_FALSE(std::filesystem::exists("C:\\vorn-escape"));

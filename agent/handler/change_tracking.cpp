@@ -33,8 +33,8 @@ void CloseIfOpen(HANDLE handle) {
 }
 
 // Writes name, data type and mark to the record `oid` (0 adds one).
-CEOID WriteContract(HANDLE database, CEOID oid, LPWSTR name,
-                           DWORD dataType, DWORD mark) {
+CEOID WriteContract(HANDLE database, CEOID oid, LPWSTR name, DWORD dataType,
+                    DWORD mark) {
   CEPROPVAL values[3] = {};
   values[0].propid = protocol::kContractName;
   values[0].val.lpwstr = name;
@@ -160,9 +160,9 @@ int CCERecordHandler::GetChangedRecords() {
           const CEPROPVAL* kind = read.Find(protocol::kLogEntryKind);
           DWORD changed = oid != nullptr ? oid->val.ulVal : 0;
           DWORD number = sequence != nullptr ? sequence->val.ulVal : 0;
-          BYTE how = kind != nullptr ? static_cast<BYTE>(kind->val.ulVal)
-                                     : static_cast<BYTE>(
-                                           protocol::ChangeKind::kChanged);
+          BYTE how = kind != nullptr
+                         ? static_cast<BYTE>(kind->val.ulVal)
+                         : static_cast<BYTE>(protocol::ChangeKind::kChanged);
           if (number <= mark) break;
           if (IsRecordIncluded(changed) == 1) {
             WriteLong(changed);

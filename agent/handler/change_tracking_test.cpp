@@ -37,10 +37,11 @@ Bytes Entry(std::uint32_t oid, std::uint8_t kind) {
 }
 
 void SetSequence(InProcessHandheld& handheld, DWORD value) {
-  ASSERT_TRUE(handheld.device()
-                  .registry()
-                  .SetDword("HKLM\\SOFTWARE\\Orvanet", "\\VornContactLog", value)
-                  .ok());
+  ASSERT_TRUE(
+      handheld.device()
+          .registry()
+          .SetDword("HKLM\\SOFTWARE\\Orvanet", "\\VornContactLog", value)
+          .ok());
 }
 
 // The mark stored in the contract `name`, read through the platform calls;
@@ -79,8 +80,9 @@ long long StoredMark(InProcessHandheld& handheld, std::u16string_view name) {
 
 TEST(ChangeTrackingTest, ContractNamesMatchCaseSensitively) {
   InProcessHandheld handheld;
-  auto frames = handheld.Exchange({Contract(8, u"Desk"), Contract(10, u"Desk"),
-                                   Contract(10, u"desk"), Contract(10, u"DESK")});
+  auto frames =
+      handheld.Exchange({Contract(8, u"Desk"), Contract(10, u"Desk"),
+                         Contract(10, u"desk"), Contract(10, u"DESK")});
   EXPECT_EQ(frames[0], (Bytes{1, 0}));
   EXPECT_EQ(frames[1], (Bytes{1, 0}));
   EXPECT_EQ(frames[2], (Bytes{0, 1}));
@@ -108,8 +110,7 @@ TEST(ChangeTrackingTest, OnlyEntriesNewerThanTheMarkAreSent) {
   auto frames =
       handheld.Exchange({Contract(12, u"desk"), Contract(11, u"desk")});
   EXPECT_EQ(frames[0], (Bytes{1, 0}));
-  EXPECT_EQ(frames[1],
-            Cat({Header(1, 0, 2), Entry(112, 2), Entry(111, 2)}));
+  EXPECT_EQ(frames[1], Cat({Header(1, 0, 2), Entry(112, 2), Entry(111, 2)}));
   EXPECT_EQ(StoredMark(handheld, u"desk"), 10);
 }
 
@@ -117,7 +118,8 @@ TEST(ChangeTrackingTest, UpdateContractWithoutASequenceStoresZero) {
   InProcessHandheld handheld;
   (void)handheld.device().registry().Delete("HKLM\\SOFTWARE\\Orvanet",
                                             "\\VornContactLog");
-  auto frames = handheld.Exchange({Contract(12, u"fresh"), Contract(10, u"fresh")});
+  auto frames =
+      handheld.Exchange({Contract(12, u"fresh"), Contract(10, u"fresh")});
   EXPECT_EQ(frames[0], (Bytes{1, 0}));
   EXPECT_EQ(frames[1], (Bytes{1, 0}));
   EXPECT_EQ(StoredMark(handheld, u"fresh"), 0);
@@ -134,8 +136,9 @@ TEST(ChangeTrackingTest, AddContractResetsTheMark) {
 
 TEST(ChangeTrackingTest, DeleteContractOfAnUnknownNameSucceeds) {
   InProcessHandheld handheld;
-  auto frames = handheld.Exchange({Contract(9, u"ghost"), Contract(8, u"real"),
-                                   Contract(9, u"real"), Contract(10, u"real")});
+  auto frames =
+      handheld.Exchange({Contract(9, u"ghost"), Contract(8, u"real"),
+                         Contract(9, u"real"), Contract(10, u"real")});
   EXPECT_EQ(frames[0], (Bytes{1, 0}));
   EXPECT_EQ(frames[2], (Bytes{1, 0}));
   EXPECT_EQ(frames[3], (Bytes{0, 1}));
@@ -157,7 +160,10 @@ TEST(ChangeTrackingTest, ContractWithoutItsMarkFails) {
     ASSERT_EQ(CeWriteRecordProps(db, oid, 1, &drop), oid);
     CloseHandle(db);
   }
-  ASSERT_TRUE(handheld.device().changeLog().AppendRaw(protocol::kContactLog, 7, 1, 1).ok());
+  ASSERT_TRUE(handheld.device()
+                  .changeLog()
+                  .AppendRaw(protocol::kContactLog, 7, 1, 1)
+                  .ok());
   auto frames = handheld.Exchange({Contract(11, u"desk")});
   EXPECT_EQ(frames[0], Header(0, 1, 0));
 }
@@ -174,7 +180,8 @@ class NoContracts : public platform::ObjectStoreWrapper {
   using ObjectStoreWrapper::ObjectStoreWrapper;
   HANDLE CeOpenDatabase(PCEOID oid, LPCWSTR name, CEPROPID sort, DWORD flags,
                         HWND notify) override {
-    if (name != nullptr && std::u16string_view(name) == protocol::kContractsDatabase) {
+    if (name != nullptr &&
+        std::u16string_view(name) == protocol::kContractsDatabase) {
       return INVALID_HANDLE_VALUE;
     }
     return ObjectStoreWrapper::CeOpenDatabase(oid, name, sort, flags, notify);
@@ -213,14 +220,19 @@ TEST(ChangeTrackingTest, ContractsDatabaseThatCannotOpen) {
 TEST(ChangeTrackingTest, AgentWritesAreLoggedAndReportedToTheNextRun) {
   InProcessHandheld handheld;
   auto frames = handheld.Exchange(
-      {Contract(12, u"desk"),
-       PacketBuilder(2, 1).U32(1).Raw(RecordBuilder().Str(31, u"N").Build()).packet()});
+      {Contract(12, u"desk"), PacketBuilder(2, 1)
+                                  .U32(1)
+                                  .Raw(RecordBuilder().Str(31, u"N").Build())
+                                  .packet()});
   std::uint32_t oid = protocol::GetU32(frames[1].data() + 2);
-  frames = handheld.Exchange(
-      {Contract(11, u"desk"), Contract(12, u"desk"),
-       PacketBuilder(3, 1).U32(oid).Raw(RecordBuilder().Str(33, u"M").Build()).packet(),
-       Contract(11, u"desk"), Contract(12, u"desk"),
-       PacketBuilder(4, 1).U32(oid).packet(), Contract(11, u"desk")});
+  frames = handheld.Exchange({Contract(11, u"desk"), Contract(12, u"desk"),
+                              PacketBuilder(3, 1)
+                                  .U32(oid)
+                                  .Raw(RecordBuilder().Str(33, u"M").Build())
+                                  .packet(),
+                              Contract(11, u"desk"), Contract(12, u"desk"),
+                              PacketBuilder(4, 1).U32(oid).packet(),
+                              Contract(11, u"desk")});
   EXPECT_EQ(frames[0], Cat({Header(1, 0, 1), Entry(oid, 1)}));
   EXPECT_EQ(frames[3], Cat({Header(1, 0, 1), Entry(oid, 2)}));
   EXPECT_EQ(frames[6], Cat({Header(1, 0, 1), Entry(oid, 3)}));

@@ -2,8 +2,6 @@
 
 namespace agent {
 
-CCEInkNote::CCEInkNote() {
-  dataType = 5;
-}
+CCEInkNote::CCEInkNote() { dataType = 5; }
 
 }  // namespace agent

@@ -58,8 +58,8 @@ TEST(ContactTest, FirstAndLastNameAreFiledLastCommaFirst) {
 
 TEST(ContactTest, LastNameAloneKeepsItsFileAs) {
   InProcessHandheld handheld;
-  std::uint32_t carried =
-      Add(handheld, RecordBuilder().Str(33, u"Smith").Str(26, u"Smithy").Build());
+  std::uint32_t carried = Add(
+      handheld, RecordBuilder().Str(33, u"Smith").Str(26, u"Smithy").Build());
   EXPECT_EQ(FileAs(handheld, carried), u"Smithy");
   std::uint32_t none = Add(handheld, RecordBuilder().Str(33, u"Smith").Build());
   EXPECT_EQ(FileAs(handheld, none), u"");
@@ -125,8 +125,9 @@ TEST(ContactTest, RecordIsSentWholeAndWithoutFileAs) {
                                         .Str(6, u"ann@example.org")
                                         .Build());
   auto frames = handheld.Exchange({PacketBuilder(7, 1).U32(oid).packet()});
-  std::map<std::uint32_t, Bytes> strings = {
-      {6, Counted(u"ann@example.org")}, {31, Counted(u"Ann")}, {33, Counted(u"Lee")}};
+  std::map<std::uint32_t, Bytes> strings = {{6, Counted(u"ann@example.org")},
+                                            {31, Counted(u"Ann")},
+                                            {33, Counted(u"Lee")}};
   Bytes expected = Cat({Bytes{1, 0}, LE32(oid), Bytes{49}});
   // No anniversary: the object model's "no date", 4501-01-01 (Saturday).
   expected = Cat({expected, LE32(1), TimeRecord(4501, 1, 6, 1)});
@@ -134,8 +135,8 @@ TEST(ContactTest, RecordIsSentWholeAndWithoutFileAs) {
   for (std::uint32_t id = 3; id <= 50; ++id) {
     if (id == 26) continue;
     auto it = strings.find(id);
-    expected = Cat({expected, LE32(id), it != strings.end() ? it->second
-                                                            : Counted(u"")});
+    expected = Cat(
+        {expected, LE32(id), it != strings.end() ? it->second : Counted(u"")});
   }
   EXPECT_EQ(frames[0], expected);
 }
@@ -146,16 +147,25 @@ TEST(ContactTest, EveryFieldReadsBackAfterAddUpdateAndBatch) {
   full.Time(1, 2001, 9, 9, 0, 0, 0).Time(2, 1980, 2, 29, 0, 0, 0);
   for (std::uint32_t id = 3; id <= 50; ++id) {
     if (id == 26) continue;
-    full.Str(id, u"v" + std::u16string(1, static_cast<char16_t>(u'A' + id % 26)) +
+    full.Str(id, u"v" +
+                     std::u16string(1, static_cast<char16_t>(u'A' + id % 26)) +
                      u"\u0416\u4e2d");
   }
   std::uint32_t oid = Add(handheld, full.Build());
-  auto frames = handheld.Exchange(
-      {PacketBuilder(7, 1).U32(oid).packet(),
-       PacketBuilder(3, 1).U32(oid).Raw(RecordBuilder().Str(31, u"Zed").Build()).packet(),
-       PacketBuilder(15, 1).U32(1).U8(3).U8(1).U32(oid)
-           .Raw(RecordBuilder().Str(32, u"Quincy").Build()).packet(),
-       PacketBuilder(7, 1).U32(oid).packet()});
+  auto frames =
+      handheld.Exchange({PacketBuilder(7, 1).U32(oid).packet(),
+                         PacketBuilder(3, 1)
+                             .U32(oid)
+                             .Raw(RecordBuilder().Str(31, u"Zed").Build())
+                             .packet(),
+                         PacketBuilder(15, 1)
+                             .U32(1)
+                             .U8(3)
+                             .U8(1)
+                             .U32(oid)
+                             .Raw(RecordBuilder().Str(32, u"Quincy").Build())
+                             .packet(),
+                         PacketBuilder(7, 1).U32(oid).packet()});
   const Bytes& first = frames[0];
   ASSERT_GT(first.size(), 7U);
   EXPECT_EQ(first[6], 49);
@@ -164,8 +174,9 @@ TEST(ContactTest, EveryFieldReadsBackAfterAddUpdateAndBatch) {
   for (std::uint32_t id = 3; id <= 50; ++id) {
     if (id == 26) continue;
     ASSERT_EQ(protocol::GetU32(first.data() + at), id);
-    Bytes want = Counted(u"v" + std::u16string(1, static_cast<char16_t>(u'A' + id % 26)) +
-                         u"\u0416\u4e2d");
+    Bytes want = Counted(
+        u"v" + std::u16string(1, static_cast<char16_t>(u'A' + id % 26)) +
+        u"\u0416\u4e2d");
     EXPECT_EQ(Bytes(first.begin() + static_cast<long>(at + 4),
                     first.begin() + static_cast<long>(at + 4 + want.size())),
               want)
@@ -185,9 +196,13 @@ TEST(ContactTest, EveryFieldReadsBackAfterAddUpdateAndBatch) {
 
 TEST(ContactTest, FailedSaveLeavesTheStatusOidAlone) {
   InProcessHandheld handheld;
-  ASSERT_TRUE(handheld.device().faults().Set("contact-save", "0x80004005").ok());
-  auto frames = handheld.Exchange(
-      {PacketBuilder(2, 1).U32(42).Raw(RecordBuilder().Str(31, u"X").Build()).packet()});
+  ASSERT_TRUE(
+      handheld.device().faults().Set("contact-save", "0x80004005").ok());
+  auto frames =
+      handheld.Exchange({PacketBuilder(2, 1)
+                             .U32(42)
+                             .Raw(RecordBuilder().Str(31, u"X").Build())
+                             .packet()});
   ASSERT_EQ(frames[0].size(), 20U);
   EXPECT_EQ(Bytes(frames[0].begin(), frames[0].begin() + 10),
             Cat({Bytes{0, 0}, LE32(0), LE32(42)}));

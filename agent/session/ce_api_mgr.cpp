@@ -24,8 +24,8 @@ void EnableOutlookSwitch() {
   LONG read = RegQueryValueExW(key, kOutlookValue, nullptr, &type, data, &size);
   RegCloseKey(key);
   if (read != ERROR_SUCCESS || protocol::GetU32(data) != 0) return;
-  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kOutlookKey, 0, KEY_ALL_ACCESS,
-                    &key) != ERROR_SUCCESS) {
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kOutlookKey, 0, KEY_ALL_ACCESS, &key) !=
+      ERROR_SUCCESS) {
     return;
   }
   BYTE one[4];
@@ -48,9 +48,9 @@ HRESULT RegisterObjectModel() {
 
 HRESULT CreateApplication(IPOutlookApp** app) {
   void* object = nullptr;
-  HRESULT result = CoCreateInstance(CLSID_Application, nullptr,
-                                    CLSCTX_INPROC_SERVER, IID_IPOutlookApp,
-                                    &object);
+  HRESULT result =
+      CoCreateInstance(CLSID_Application, nullptr, CLSCTX_INPROC_SERVER,
+                       IID_IPOutlookApp, &object);
   *app = SUCCEEDED(result) ? static_cast<IPOutlookApp*>(object) : nullptr;
   return result;
 }

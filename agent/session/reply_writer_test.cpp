@@ -78,8 +78,8 @@ TEST(ReplyWriterTest, TimeAndBlobLayouts) {
   TestWriter writer;
   SYSTEMTIME time = {2001, 2, 3, 4, 5, 6, 7, 8};
   writer.WritePropTime(1, time);
-  std::vector<BYTE> expected = {1, 0, 0, 0, 0xD1, 0x07, 2, 0, 3, 0, 4,
-                                0, 5, 0, 6, 0,    7,    0, 8, 0};
+  std::vector<BYTE> expected = {1, 0, 0, 0, 0xD1, 0x07, 2, 0, 3, 0,
+                                4, 0, 5, 0, 6,    0,    7, 0, 8, 0};
   EXPECT_EQ(writer.Written(), expected);
   BYTE block[98];
   for (int i = 0; i < 98; ++i) block[i] = static_cast<BYTE>(i);

@@ -46,8 +46,7 @@ DWORD ReadLong(RequestPtr base, DWORD& offset);
 // Reads a 16-byte time record into `out` and returns `out`. With mode 2 (a
 // date-only read) hour, minute and second become 0 while the milliseconds
 // keep the value sent; any other mode copies all 16 bytes.
-SYSTEMTIME* ReadTime(SYSTEMTIME* out, RequestPtr base, DWORD& offset,
-                     int mode);
+SYSTEMTIME* ReadTime(SYSTEMTIME* out, RequestPtr base, DWORD& offset, int mode);
 inline constexpr int kReadTimeDateOnly = 2;
 
 // Reads a u32 byte count n and n bytes. The result has room for

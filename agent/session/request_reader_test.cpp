@@ -23,7 +23,7 @@ TEST(RequestReaderTest, ReadsLittleEndianUnalignedValues) {
 
 TEST(RequestReaderTest, TimeInDateOnlyModeKeepsMilliseconds) {
   // 2024-03-15 (Friday) 14:35:20.250
-  std::vector<BYTE> packet = {0xE8, 0x07, 3, 0, 5, 0, 15, 0,
+  std::vector<BYTE> packet = {0xE8, 0x07, 3,  0, 5,  0, 15,   0,
                               14,   0,    35, 0, 20, 0, 0xFA, 0x00};
   SYSTEMTIME time;
   std::fill_n(reinterpret_cast<BYTE*>(&time), sizeof(time), 0xBD);

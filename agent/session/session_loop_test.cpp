@@ -61,9 +61,9 @@ TEST(SessionLoopTest, EndOfSessionAloneSendsAnEmptyReply) {
 
 TEST(SessionLoopTest, CommandsWithoutOperationGetAnEmptyReplyAndGoOn) {
   InProcessHandheld handheld;
-  auto outcome = handheld.Converse(
-      Cat({FramePacket({21, 1}), FramePacket({0, 2}), FramePacket({255, 3}),
-           FramePacket({1, 1})}));
+  auto outcome =
+      handheld.Converse(Cat({FramePacket({21, 1}), FramePacket({0, 2}),
+                             FramePacket({255, 3}), FramePacket({1, 1})}));
   EXPECT_EQ(outcome.result, S_OK);
   EXPECT_EQ(outcome.output,
             Cat({kEmptyReply, kEmptyReply, kEmptyReply, kEmptyReply}));
@@ -72,9 +72,9 @@ TEST(SessionLoopTest, CommandsWithoutOperationGetAnEmptyReplyAndGoOn) {
 TEST(SessionLoopTest, UnknownDataTypeEndsTheSessionWithoutAReply) {
   for (std::uint8_t type : {0, 6, 7, 255}) {
     InProcessHandheld handheld;
-    auto outcome = handheld.Converse(
-        Cat({FramePacket({20, 1}), FramePacket({20, type}),
-             FramePacket({20, 1}), FramePacket({1, 1})}));
+    auto outcome =
+        handheld.Converse(Cat({FramePacket({20, 1}), FramePacket({20, type}),
+                               FramePacket({20, 1}), FramePacket({1, 1})}));
     EXPECT_EQ(outcome.result, S_OK) << int{type};
     // Only the first packet was answered.
     EXPECT_EQ(outcome.output, ReplyFrame(LE32(1))) << int{type};
@@ -98,9 +98,9 @@ TEST(SessionLoopTest, CheckOsVersionFollowsTheBuildNumber) {
     const char* os;
     std::uint32_t answer;
   };
-  for (Case c : {Case{"3.0.11171", 1}, Case{"3.0.11170", 0},
-                 Case{"3.1.20000", 0}, Case{"4.20.1081", 1},
-                 Case{"2.12.9999", 0}, Case{"5.1.0", 1}}) {
+  for (Case c :
+       {Case{"3.0.11171", 1}, Case{"3.0.11170", 0}, Case{"3.1.20000", 0},
+        Case{"4.20.1081", 1}, Case{"2.12.9999", 0}, Case{"5.1.0", 1}}) {
     device::InitOptions options;
     options.os = c.os;
     InProcessHandheld handheld(options);
@@ -112,11 +112,11 @@ TEST(SessionLoopTest, CheckOsVersionFollowsTheBuildNumber) {
 
 TEST(SessionLoopTest, StaleReplyBytesAreNeverSent) {
   InProcessHandheld handheld;
-  ASSERT_TRUE(handheld.device()
-                  .registry()
-                  .SetString("HKLM\\SOFTWARE\\Orvanet", "MachineID",
-                             "ABCDEFGHIJKLMNOP")
-                  .ok());
+  ASSERT_TRUE(
+      handheld.device()
+          .registry()
+          .SetString("HKLM\\SOFTWARE\\Orvanet", "MachineID", "ABCDEFGHIJKLMNOP")
+          .ok());
   auto frames = handheld.Exchange({{14, 1}, {20, 1}});
   ASSERT_EQ(frames.size(), 3U);
   EXPECT_EQ(frames[0],
@@ -134,8 +134,7 @@ TEST(SessionLoopTest, PacketShorterThanItsContentsIsAFault) {
     auto outcome = handheld.Converse(
         Cat({FramePacket({20, 1}), FramePacket(bad), FramePacket({1, 1})}));
     EXPECT_EQ(outcome.result, S_OK);
-    EXPECT_EQ(outcome.output, ReplyFrame(LE32(1)))
-        << testing_support::Hex(bad);
+    EXPECT_EQ(outcome.output, ReplyFrame(LE32(1))) << testing_support::Hex(bad);
   }
 }
 

@@ -65,7 +65,8 @@ std::optional<std::vector<std::uint8_t>> DeviceInspector::RecordBlob(
       if ((value->wFlags & CEDB_PROPNOTFOUND) == 0) {
         if (TypeFromPropID(propId) == CEVT_BLOB) {
           result = std::vector<std::uint8_t>(
-              value->val.blob.lpb, value->val.blob.lpb + value->val.blob.dwCount);
+              value->val.blob.lpb,
+              value->val.blob.lpb + value->val.blob.dwCount);
         } else {
           result = std::vector<std::uint8_t>();
         }

@@ -57,7 +57,8 @@ std::vector<Bytes> SplitFrames(const Bytes& output, Bytes* rest) {
                         output.begin() + static_cast<long>(at + 4 + length));
     at += 4 + length;
   }
-  if (rest != nullptr) rest->assign(output.begin() + static_cast<long>(at), output.end());
+  if (rest != nullptr)
+    rest->assign(output.begin() + static_cast<long>(at), output.end());
   return frames;
 }
 

@@ -64,7 +64,8 @@ RecordBuilder& RecordBuilder::IdOnly(std::uint32_t id) {
 Bytes RecordBuilder::Build() const { return Cat({LE32(count_), fields_}); }
 
 Bytes LE32(std::uint32_t value) {
-  return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
+  return {static_cast<std::uint8_t>(value),
+          static_cast<std::uint8_t>(value >> 8),
           static_cast<std::uint8_t>(value >> 16),
           static_cast<std::uint8_t>(value >> 24)};
 }
@@ -87,7 +88,8 @@ Bytes Counted(std::u16string_view text) {
 
 Bytes Cat(std::initializer_list<Bytes> parts) {
   Bytes out;
-  for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
+  for (const Bytes& part : parts)
+    out.insert(out.end(), part.begin(), part.end());
   return out;
 }
 

@@ -70,13 +70,17 @@ ProgramResult RunProgram(const std::vector<std::string>& argv,
     char buffer[65536];
     if (outOpen && (fds[0].revents & (POLLIN | POLLHUP)) != 0) {
       ssize_t n = read(out[0], buffer, sizeof(buffer));
-      if (n <= 0) outOpen = false;
-      else result.out.insert(result.out.end(), buffer, buffer + n);
+      if (n <= 0)
+        outOpen = false;
+      else
+        result.out.insert(result.out.end(), buffer, buffer + n);
     }
     if (errOpen && (fds[1].revents & (POLLIN | POLLHUP)) != 0) {
       ssize_t n = read(err[0], buffer, sizeof(buffer));
-      if (n <= 0) errOpen = false;
-      else result.err.append(buffer, static_cast<std::size_t>(n));
+      if (n <= 0)
+        errOpen = false;
+      else
+        result.err.append(buffer, static_cast<std::size_t>(n));
     }
     if (in[1] >= 0 && (fds[2].revents & (POLLOUT | POLLERR | POLLHUP)) != 0) {
       ssize_t n = write(in[1], input.data() + written, input.size() - written);
@@ -170,7 +174,8 @@ int ListeningServer::Stop() {
 
 Bytes ReadFileBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return Bytes(std::istreambuf_iterator<char>(in),
+               std::istreambuf_iterator<char>());
 }
 
 void WriteFileBytes(const std::string& path, const Bytes& bytes) {
