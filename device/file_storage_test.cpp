@@ -17,7 +17,7 @@ namespace {
 using FileStorageTest = FileSystemFixture;
 
 constexpr DWORD kPiece = 221174;  // what the desktop asks for at most
-constexpr std::size_t kMiB = 1024 * 1024;
+constexpr std::size_t kMiB = std::size_t{1024} * 1024;
 
 std::vector<std::uint8_t> Pattern(std::size_t size) {
   std::vector<std::uint8_t> bytes(size);
@@ -210,7 +210,7 @@ TEST_F(FileStorageTest, DriveLettersAndBadCharactersAreRefused) {
 }
 
 TEST_F(FileStorageTest, EmbeddedNulEndsThePath) {
-  const std::u16string text(u"\\Temp\\a.txt\0\\..\\..\\C:\\b", 24);
+  const std::u16string text(u"\\Temp\\a.txt\0\\..\\..\\C:\\b", 23);
   MakeFile(text.c_str(), "nul");
   EXPECT_EQ(Content(u"\\Temp\\a.txt"), "nul");
   WIN32_FIND_DATAW found;

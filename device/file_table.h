@@ -49,7 +49,7 @@ struct FileNode {
 
 class FileTable {
  public:
-  static constexpr std::uint64_t kChunkSize = 64 * 1024;
+  static constexpr std::uint64_t kChunkSize = std::uint64_t{64} * 1024;
   // The attributes a caller may set.
   static constexpr DWORD kSettableAttributes =
       0x00000001 | 0x00000002 | 0x00000004 | 0x00000020 | 0x00000100;

@@ -12,7 +12,7 @@
 namespace device {
 
 OutlookApp::OutlookApp(DeviceContext& context, ObjectStore& store)
-    : context_(context), store_(store), items_(store.records()) {
+    : context_(context), items_(store.records()) {
   for (int type : {olContactItem, olAppointmentItem, olTaskItem}) {
     items_.Database(type);
   }

@@ -94,7 +94,6 @@ class OutlookApp final : public IPOutlookApp {
   ~OutlookApp();
 
   DeviceContext& context_;
-  ObjectStore& store_;
   PimItemStore items_;
   ULONG references_ = 1;
   int overReleases_ = 0;

@@ -281,17 +281,17 @@ std::string PimJson::Quote(std::u16string_view text) {
       default:
         break;
     }
-    if (unit < 0x20 || unit == 0x7F) {
+    bool pair = unit >= 0xD800 && unit <= 0xDBFF && i + 1 < text.size() &&
+                text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF;
+    bool lone = !pair && unit >= 0xD800 && unit <= 0xDFFF;
+    if (unit < 0x20 || unit == 0x7F || lone) {
       AppendEscape(out, unit);
-    } else if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < text.size() &&
-               text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+    } else if (pair) {
       char32_t point = 0x10000 +
                        ((static_cast<char32_t>(unit) - 0xD800) << 10) +
                        (text[i + 1] - 0xDC00);
       AppendUtf8(out, point);
       ++i;
-    } else if (unit >= 0xD800 && unit <= 0xDFFF) {
-      AppendEscape(out, unit);
     } else {
       AppendUtf8(out, unit);
     }

@@ -175,7 +175,8 @@ std::int64_t TransitionSeconds(int year, const SYSTEMTIME& date) {
                      : sys_days(std::chrono::year_month_weekday(
                            y, m, std::chrono::weekday_indexed(wd, date.wDay)));
   return std::int64_t{day.time_since_epoch().count()} * kSecondsPerDay +
-         date.wHour * 3600 + date.wMinute * 60 + date.wSecond;
+         std::int64_t{date.wHour} * 3600 + std::int64_t{date.wMinute} * 60 +
+         date.wSecond;
 }
 
 bool IsAllYearDaylight(const Transition& start, const Transition& end) {

@@ -8,7 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "device/com.h"
+#include "device/outlook_app.h"
 #include "protocol/contact_fields.h"
+#include "protocol/wire.h"
 #include "tests/support/device_inspector.h"
 #include "tests/support/in_process_handheld.h"
 #include "tests/support/packet_builder.h"
@@ -206,6 +209,110 @@ TEST(ContactTest, FailedSaveLeavesTheStatusOidAlone) {
   ASSERT_EQ(frames[0].size(), 20U);
   EXPECT_EQ(Bytes(frames[0].begin(), frames[0].begin() + 10),
             Cat({Bytes{0, 0}, LE32(0), LE32(42)}));
+}
+
+}  // namespace
+}  // namespace agent
+
+namespace agent {
+namespace {
+
+// Keeps the application object the agent creates, so a test can look at
+// what happened to its items after the conversation.
+class KeepApplication : public platform::ComWrapper {
+ public:
+  using ComWrapper::ComWrapper;
+  ~KeepApplication() override {
+    if (app != nullptr) app->Release();
+  }
+  HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context,
+                           REFIID iid, void** object) override {
+    HRESULT result =
+        ComWrapper::CoCreateInstance(clsid, outer, context, iid, object);
+    if (SUCCEEDED(result) && app == nullptr) {
+      app = static_cast<device::OutlookApp*>(
+          static_cast<IPOutlookApp*>(*object));
+      app->AddRef();
+    }
+    return result;
+  }
+  device::OutlookApp* app = nullptr;
+};
+
+TEST(ContactTest, WrittenItemsAreReleasedTwice) {
+  InProcessHandheld handheld;
+  KeepApplication com(&handheld.device().com());
+  platform::Services services = handheld.device().services();
+  services.com = &com;
+  Bytes record = RecordBuilder().Str(31, u"Twice").Build();
+  auto outcome = handheld.Converse(
+      Cat({PacketBuilder(2, 1).U32(1).Raw(record).Frame(),
+           PacketBuilder(15, 1)
+               .U32(2)
+               .U8(2).U8(1).U32(2).Raw(record)
+               .U8(2).U8(1).U32(3).Raw(record)
+               .Frame(),
+           testing_support::FramePacket({1, 1})}),
+      services);
+  ASSERT_EQ(outcome.result, S_OK);
+  ASSERT_NE(com.app, nullptr);
+  // The decoder releases each item once and the base operation once more.
+  EXPECT_EQ(com.app->overReleaseCount(), 3);
+}
+
+TEST(ContactTest, FiveThousandContactsArriveAcrossAsManyRepliesAsItTakes) {
+  InProcessHandheld handheld;
+  std::vector<Bytes> batches;
+  for (int batch = 0; batch < 10; ++batch) {
+    PacketBuilder packet(15, 1);
+    packet.U32(500);
+    for (int i = 0; i < 500; ++i) {
+      int n = batch * 500 + i;
+      packet.U8(2).U8(1).U32(static_cast<std::uint32_t>(n)).Raw(
+          RecordBuilder()
+              .Str(31, u"First" + std::u16string(1, static_cast<char16_t>(u'a' + n % 26)))
+              .Str(33, u"Contact number " + std::u16string(n % 40, u'x'))
+              .Build());
+    }
+    batches.push_back(packet.packet());
+  }
+  auto frames = handheld.Exchange(batches);
+  std::vector<std::uint32_t> oids;
+  for (int batch = 0; batch < 10; ++batch) {
+    ASSERT_EQ(frames[batch].size(), 5000U);
+    for (int i = 0; i < 500; ++i) {
+      oids.push_back(protocol::GetU32(frames[batch].data() + static_cast<std::size_t>(i) * 10 + 2));
+    }
+  }
+  std::size_t next = 0;
+  int replies = 0;
+  std::vector<std::uint32_t> seen;
+  while (next < oids.size()) {
+    PacketBuilder ask(16, 1);
+    ask.U32(static_cast<std::uint32_t>(oids.size() - next));
+    for (std::size_t i = next; i < oids.size(); ++i) ask.U32(oids[i]);
+    auto reply = handheld.Exchange({ask.packet()})[0];
+    ++replies;
+    ASSERT_GE(reply.size(), 7U);
+    EXPECT_EQ(reply[0], 1);
+    std::uint32_t count = protocol::GetU32(reply.data() + 2);
+    ASSERT_GT(count, 0U);
+    ASSERT_LE(reply.size(), protocol::kReplyBufferSize);
+    // Each record starts {1, 0, OID, count}; walk them by their fields.
+    std::size_t at = 7;
+    for (std::uint32_t r = 0; r < count; ++r) {
+      ASSERT_EQ(reply[at], 1);
+      seen.push_back(protocol::GetU32(reply.data() + at + 2));
+      at += 7 + 2 * 20;
+      for (std::uint32_t id = 3; id <= 50; ++id) {
+        if (id == 26) continue;
+        at += 8 + protocol::GetU32(reply.data() + at + 4);
+      }
+    }
+    next += count;
+  }
+  EXPECT_EQ(seen, oids);
+  EXPECT_GT(replies, 5);
 }
 
 }  // namespace

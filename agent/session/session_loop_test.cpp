@@ -18,7 +18,6 @@ using testing_support::Cat;
 using testing_support::FramePacket;
 using testing_support::InProcessHandheld;
 using testing_support::LE32;
-using testing_support::PacketBuilder;
 using testing_support::ReplyFrame;
 
 const Bytes kEmptyReply = {0, 0, 0, 0};

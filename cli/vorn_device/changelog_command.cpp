@@ -138,8 +138,11 @@ std::optional<std::string> Parse(const Args& args, Request* request) {
     }
     std::optional<DWORD> number = ParseDword(value);
     if (!number) {
-      return option + " needs a number from 0 to 4294967295, not '" + value +
-             "'";
+      std::string message = option;
+      message += " needs a number from 0 to 4294967295, not '";
+      message += value;
+      message += "'";
+      return message;
     }
     if (option == "--oid") {
       request->oid = *number;

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -150,6 +151,11 @@ int ServeListening(device::Device& handheld, int listener) {
     int connection = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection < 0) continue;
     g_connection = connection;
+    // A reply frame goes out as two writes (length, then bytes): without
+    // this every round trip would wait for the desktop's delayed ACK.
+    int noDelay = 1;
+    ::setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &noDelay,
+                 sizeof(noDelay));
     if (g_stop) {
       g_connection = -1;
       ::close(connection);

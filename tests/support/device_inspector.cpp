@@ -19,7 +19,7 @@ HRESULT GetByName(IContact* contact, const std::string& name, BSTR* value) {
 }  // namespace
 
 DeviceInspector::DeviceInspector(device::Device& device)
-    : device_(device), services_(device.services()) {
+    : services_(device.services()) {
   app_ = new device::OutlookApp(device.context(), device.objectStore());
 }
 

@@ -33,7 +33,6 @@ class DeviceInspector {
   int Count(int folder);
 
  private:
-  device::Device& device_;
   device::ScopedServices services_;
   IPOutlookApp* app_ = nullptr;
 };
