@@ -88,6 +88,7 @@ Result<std::unique_ptr<ChildProcessStream>> ChildProcessStream::Spawn(
     return Status::Error(std::string("pipe: ") + std::strerror(errno));
   }
   std::vector<char*> args;
+  args.reserve(argv.size() + 1);
   for (const std::string& a : argv)
     args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);

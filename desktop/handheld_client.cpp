@@ -131,7 +131,7 @@ Result<WireRecord> HandheldClient::GetRecord(DataType type, std::uint32_t oid,
   request.U32(oid);
   Result<std::vector<std::uint8_t>> reply = Exchange(request.packet());
   if (!reply.ok()) return reply.status();
-  if (reply->size() >= 1 && (*reply)[0] == 0) {
+  if (!reply->empty() && (*reply)[0] == 0) {
     return Status::Error("handheld has no record " + OidText(oid));
   }
   ReplyReader reader(*reply);
@@ -260,15 +260,14 @@ Result<BatchResult> HandheldClient::BatchWrite(
          result.statuses.size() < entries.size()) {
     result.statuses.push_back(*ParseWriteStatus(reader));
   }
-  if (reader.remaining() == 2) {
-    result.failed = true;
-  } else if (!reader.AtEnd()) {
+  if (reader.remaining() != 2 && !reader.AtEnd()) {
     return Status::Error("batch write reply has " +
                          std::to_string(reader.remaining()) +
                          " bytes left over");
-  } else if (result.statuses.size() < entries.size()) {
-    result.failed = true;
   }
+  // A failure ends the reply with 00 03, or leaves records unanswered.
+  result.failed =
+      reader.remaining() == 2 || result.statuses.size() < entries.size();
   return result;
 }
 

@@ -267,9 +267,8 @@ LONG Registry::RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/,
 LONG Registry::RegDeleteValueW(HKEY key, LPCWSTR name) {
   std::optional<std::int64_t> id = KeyOf(key);
   if (!id) return ERROR_INVALID_HANDLE;
-  return static_cast<LONG>(Remove(*id, ZeroTerminated(name))
-                                ? ERROR_SUCCESS
-                                : ERROR_FILE_NOT_FOUND);
+  return static_cast<LONG>(
+      Remove(*id, ZeroTerminated(name)) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
 }
 
 LONG Registry::RegCloseKey(HKEY key) {

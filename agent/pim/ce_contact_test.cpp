@@ -230,8 +230,8 @@ class KeepApplication : public platform::ComWrapper {
     HRESULT result =
         ComWrapper::CoCreateInstance(clsid, outer, context, iid, object);
     if (SUCCEEDED(result) && app == nullptr) {
-      app = static_cast<device::OutlookApp*>(
-          static_cast<IPOutlookApp*>(*object));
+      app =
+          static_cast<device::OutlookApp*>(static_cast<IPOutlookApp*>(*object));
       app->AddRef();
     }
     return result;
@@ -245,15 +245,21 @@ TEST(ContactTest, WrittenItemsAreReleasedTwice) {
   platform::Services services = handheld.device().services();
   services.com = &com;
   Bytes record = RecordBuilder().Str(31, u"Twice").Build();
-  auto outcome = handheld.Converse(
-      Cat({PacketBuilder(2, 1).U32(1).Raw(record).Frame(),
-           PacketBuilder(15, 1)
-               .U32(2)
-               .U8(2).U8(1).U32(2).Raw(record)
-               .U8(2).U8(1).U32(3).Raw(record)
-               .Frame(),
-           testing_support::FramePacket({1, 1})}),
-      services);
+  auto outcome =
+      handheld.Converse(Cat({PacketBuilder(2, 1).U32(1).Raw(record).Frame(),
+                             PacketBuilder(15, 1)
+                                 .U32(2)
+                                 .U8(2)
+                                 .U8(1)
+                                 .U32(2)
+                                 .Raw(record)
+                                 .U8(2)
+                                 .U8(1)
+                                 .U32(3)
+                                 .Raw(record)
+                                 .Frame(),
+                             testing_support::FramePacket({1, 1})}),
+                        services);
   ASSERT_EQ(outcome.result, S_OK);
   ASSERT_NE(com.app, nullptr);
   // The decoder releases each item once and the base operation once more.
@@ -268,11 +274,14 @@ TEST(ContactTest, FiveThousandContactsArriveAcrossAsManyRepliesAsItTakes) {
     packet.U32(500);
     for (int i = 0; i < 500; ++i) {
       int n = batch * 500 + i;
-      packet.U8(2).U8(1).U32(static_cast<std::uint32_t>(n)).Raw(
-          RecordBuilder()
-              .Str(31, u"First" + std::u16string(1, static_cast<char16_t>(u'a' + n % 26)))
-              .Str(33, u"Contact number " + std::u16string(n % 40, u'x'))
-              .Build());
+      packet.U8(2)
+          .U8(1)
+          .U32(static_cast<std::uint32_t>(n))
+          .Raw(RecordBuilder()
+                   .Str(31, u"First" + std::u16string(1, static_cast<char16_t>(
+                                                             u'a' + n % 26)))
+                   .Str(33, u"Contact number " + std::u16string(n % 40, u'x'))
+                   .Build());
     }
     batches.push_back(packet.packet());
   }
@@ -281,7 +290,8 @@ TEST(ContactTest, FiveThousandContactsArriveAcrossAsManyRepliesAsItTakes) {
   for (int batch = 0; batch < 10; ++batch) {
     ASSERT_EQ(frames[batch].size(), 5000U);
     for (int i = 0; i < 500; ++i) {
-      oids.push_back(protocol::GetU32(frames[batch].data() + static_cast<std::size_t>(i) * 10 + 2));
+      oids.push_back(protocol::GetU32(frames[batch].data() +
+                                      static_cast<std::size_t>(i) * 10 + 2));
     }
   }
   std::size_t next = 0;
