@@ -250,7 +250,9 @@ Result<TimeZone> TimeZone::FromPosixRule(std::string_view rule) {
 
 Result<TimeZone> TimeZone::Load(std::string_view name,
                                 std::string_view zoneInfoDir) {
-  std::string quoted = "'" + std::string(name) + "'";
+  std::string quoted(1, '\'');
+  quoted.append(name);
+  quoted += '\'';
   bool wellFormed = !name.empty() && name.front() != '/' && name.back() != '/';
   for (char c : name) {
     bool allowed = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
