@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "device/utf8.h"
 #include "platform/objstore_types.h"
 
 namespace device {
@@ -42,11 +43,6 @@ void RecordValueToPropVal(const RecordValue& value, void* data, CEPROPVAL* out);
 // The bytes a string or blob value takes after the CEPROPVAL array: UTF-16
 // with its terminating zero, or the blob's bytes. 0 for other types.
 std::size_t RecordValueDataSize(const RecordValue& value);
-
-// UTF-16 to UTF-8 and back. Unpaired surrogates are kept (encoded as their
-// three-byte form), so every UTF-16 text survives the round trip.
-std::string Utf16ToUtf8(std::u16string_view text);
-std::u16string Utf8ToUtf16(std::string_view text);
 
 // The length of a zero-terminated UTF-16 text.
 std::size_t Utf16Length(const char16_t* text);

@@ -105,6 +105,9 @@ class CCERecordHandler : public ReplyWriter {
 
   // Shared by AddRecord and UpdateRecord.
   int WriteOneRecord(bool add);
+  // Shared by AddContract (mark 0) and UpdateContract (mark moved to the
+  // current change sequence).
+  int StoreContract(bool moveMark);
 };
 
 // Write status layout helpers.

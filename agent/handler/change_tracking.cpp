@@ -45,100 +45,81 @@ CEOID WriteContract(HANDLE database, CEOID oid, LPWSTR name, DWORD dataType,
   return CeWriteRecordProps(database, oid, 3, values);
 }
 
+// The request of a contract operation: the data type, then the contract's
+// name, looked up in the contracts database. The name is freed and the
+// database closed when the operation ends.
+class ContractLookup {
+ public:
+  explicit ContractLookup(RequestPtr request) {
+    DWORD offset = 0;
+    ReadByte(request, offset);
+    name = ReadString(request, offset);
+    found = FindContractRecord(name.get(), contracts, oid) != 0;
+  }
+  ContractLookup(const ContractLookup&) = delete;
+  ContractLookup& operator=(const ContractLookup&) = delete;
+  ~ContractLookup() { CloseIfOpen(contracts); }
+
+  OwnedString name;
+  HANDLE contracts = INVALID_HANDLE_VALUE;
+  CEOID oid = 0;
+  // Whether the contracts database opened.
+  bool found = false;
+};
+
 }  // namespace
 
-int CCERecordHandler::AddContract() {
-  DWORD offset = 0;
-  ReadByte(request, offset);
-  OwnedString name = ReadString(request, offset);
-  HANDLE contracts = INVALID_HANDLE_VALUE;
-  CEOID oid = 0;
-  int result = 0;
-  if (FindContractRecord(name.get(), contracts, oid) != 0 &&
-      WriteContract(contracts, oid, name.get(), dataType, 0) != 0) {
+int CCERecordHandler::StoreContract(bool moveMark) {
+  ContractLookup lookup(request);
+  if (lookup.found &&
+      WriteContract(lookup.contracts, lookup.oid, lookup.name.get(), dataType,
+                    moveMark ? CurrentSequence(logName) : 0) != 0) {
     WriteStatusPair(protocol::kStatusOk);
-    result = 1;
-  } else {
-    ShowMessage(u"OpenContractsDB failed", kErrorCaption);
-    WriteStatusPair(protocol::kContractFailed);
+    return 1;
   }
-  CloseIfOpen(contracts);
-  return result;
+  ShowMessage(u"OpenContractsDB failed", kErrorCaption);
+  WriteStatusPair(protocol::kContractFailed);
+  return 0;
 }
 
+int CCERecordHandler::AddContract() { return StoreContract(false); }
+
 int CCERecordHandler::DeleteContract() {
-  DWORD offset = 0;
-  ReadByte(request, offset);
-  OwnedString name = ReadString(request, offset);
-  HANDLE contracts = INVALID_HANDLE_VALUE;
-  CEOID oid = 0;
-  int result = 0;
-  if (FindContractRecord(name.get(), contracts, oid) != 0) {
-    CeDeleteRecord(contracts, oid);
-    WriteStatusPair(protocol::kStatusOk);
-    result = 1;
-  }
-  CloseIfOpen(contracts);
-  return result;
+  ContractLookup lookup(request);
+  if (!lookup.found) return 0;
+  CeDeleteRecord(lookup.contracts, lookup.oid);
+  WriteStatusPair(protocol::kStatusOk);
+  return 1;
 }
 
 int CCERecordHandler::FindContract() {
-  DWORD offset = 0;
-  ReadByte(request, offset);
-  OwnedString name = ReadString(request, offset);
-  HANDLE contracts = INVALID_HANDLE_VALUE;
-  CEOID oid = 0;
-  int result = 0;
-  if (FindContractRecord(name.get(), contracts, oid) != 0 && oid != 0) {
+  ContractLookup lookup(request);
+  if (lookup.found && lookup.oid != 0) {
     WriteStatusPair(protocol::kStatusOk);
-    result = 1;
-  } else {
-    WriteStatusPair(protocol::kContractFailed);
+    return 1;
   }
-  CloseIfOpen(contracts);
-  return result;
+  WriteStatusPair(protocol::kContractFailed);
+  return 0;
 }
 
-int CCERecordHandler::UpdateContract() {
-  DWORD offset = 0;
-  ReadByte(request, offset);
-  OwnedString name = ReadString(request, offset);
-  HANDLE contracts = INVALID_HANDLE_VALUE;
-  CEOID oid = 0;
-  int result = 0;
-  if (FindContractRecord(name.get(), contracts, oid) != 0 &&
-      WriteContract(contracts, oid, name.get(), dataType,
-                    CurrentSequence(logName)) != 0) {
-    WriteStatusPair(protocol::kStatusOk);
-    result = 1;
-  } else {
-    ShowMessage(u"OpenContractsDB failed", kErrorCaption);
-    WriteStatusPair(protocol::kContractFailed);
-  }
-  CloseIfOpen(contracts);
-  return result;
-}
+int CCERecordHandler::UpdateContract() { return StoreContract(true); }
 
 int CCERecordHandler::GetChangedRecords() {
   replyLength = 0;
-  DWORD offset = 0;
-  ReadByte(request, offset);
-  OwnedString name = ReadString(request, offset);
   PutHeader();
   header[0] = 0;
   replyLength = protocol::kListHeaderSize;
 
-  HANDLE contracts = INVALID_HANDLE_VALUE;
+  ContractLookup lookup(request);
   HANDLE log = INVALID_HANDLE_VALUE;
-  CEOID contract = 0;
-  if (FindContractRecord(name.get(), contracts, contract) == 0) {
+  if (!lookup.found) {
     header[1] = 1;
   } else {
     DWORD mark = 0;
     bool usable = true;
-    if (contract != 0) {
+    if (lookup.oid != 0) {
       CEPROPID id = protocol::kContractMark;
-      RecordRead read(contracts, 1, &id);
+      RecordRead read(lookup.contracts, 1, &id);
       if (read.record() != 0 && read.ReportedMissing(protocol::kContractMark)) {
         usable = false;
       } else if (const CEPROPVAL* value = read.Find(protocol::kContractMark)) {
@@ -176,7 +157,6 @@ int CCERecordHandler::GetChangedRecords() {
     }
   }
   PutHeader();
-  CloseIfOpen(contracts);
   CloseIfOpen(log);
   return header[0] == 1 ? 1 : 0;
 }
