@@ -232,7 +232,7 @@ Run Mirror(Handheld& handheld, const Listener& listener,
 double RawLoopback(const Listener& listener, std::uint64_t bytes) {
   std::thread sender([&] {
     int fd = listener.Accept();
-    std::vector<std::uint8_t> chunk(64 * 1024, 0x5A);
+    std::vector<std::uint8_t> chunk(std::size_t{64} * 1024, 0x5A);
     std::uint64_t left = bytes;
     while (left > 0) {
       std::size_t n =
@@ -246,7 +246,7 @@ double RawLoopback(const Listener& listener, std::uint64_t bytes) {
   auto start = Clock::now();
   auto tcp = desktop::TcpStream::Connect(listener.address());
   if (!tcp.ok()) Die(tcp.status().message());
-  std::vector<std::uint8_t> buffer(64 * 1024);
+  std::vector<std::uint8_t> buffer(std::size_t{64} * 1024);
   std::uint64_t got = 0;
   while (got < bytes) {
     auto n = (*tcp)->ReadSome(buffer.data(), buffer.size());
@@ -370,8 +370,9 @@ int main(int argc, char** argv) {
   for (std::uint32_t size : sizes) {
     SizeResult r = Measure(size, edits, listener);
     double full_s = r.full.seconds;
-    double rate = r.full.summary.records_fetched / full_s;
-    double mbps = r.full.summary.bytes_received / 1e6 / full_s;
+    double rate = static_cast<double>(r.full.summary.records_fetched) / full_s;
+    double mbps =
+        static_cast<double>(r.full.summary.bytes_received) / 1e6 / full_s;
     std::printf("%9u %8.2f %10.3f %10.0f %9.2f %9.1f %10.3f %10.4f%s\n", r.size,
                 r.build_seconds, full_s, rate, mbps, r.raw_mb_per_second,
                 r.catch_up_seconds, r.incremental.seconds,
@@ -387,9 +388,11 @@ int main(int argc, char** argv) {
   const SizeResult& small = results.front();
   const SizeResult& large = results.back();
   double full_rate =
-      headline->full.summary.records_fetched / headline->full.seconds;
+      static_cast<double>(headline->full.summary.records_fetched) /
+      headline->full.seconds;
   double reply_mbps =
-      headline->full.summary.bytes_received / 1e6 / headline->full.seconds;
+      static_cast<double>(headline->full.summary.bytes_received) / 1e6 /
+      headline->full.seconds;
   double ratio = large.incremental.seconds / small.incremental.seconds;
 
   desktop::JsonValue out = desktop::JsonValue::MakeObject();

@@ -127,12 +127,13 @@ TEST(TcpStreamTest, SplitsHostAndPort) {
 // with `reply` bytes as they stand, then closes.
 class FakeServer {
  public:
-  explicit FakeServer(Bytes reply) {
+  explicit FakeServer(const Bytes& reply) {
     listen_fd_ = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(listen_fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+    EXPECT_EQ(bind(listen_fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr),
+              0);
     listen(listen_fd_, 1);
     socklen_t len = sizeof addr;
     getsockname(listen_fd_, reinterpret_cast<sockaddr*>(&addr), &len);
@@ -197,7 +198,7 @@ TEST(TcpStreamTest, NobodyListening) {
   sockaddr_in addr{};
   addr.sin_family = AF_INET;
   addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+  EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
   socklen_t len = sizeof addr;
   getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
   int port = ntohs(addr.sin_port);

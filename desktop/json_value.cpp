@@ -267,7 +267,8 @@ class Parser {
 void Newline(std::string& out, int indent, int depth) {
   if (indent <= 0) return;
   out += '\n';
-  out.append(static_cast<std::size_t>(indent * depth), ' ');
+  out.append(static_cast<std::size_t>(indent) * static_cast<std::size_t>(depth),
+             ' ');
 }
 
 }  // namespace

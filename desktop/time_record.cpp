@@ -126,7 +126,9 @@ std::array<std::uint8_t, protocol::kTimeRecordSize> TimeRecord::Encode() const {
   std::array<std::uint8_t, protocol::kTimeRecordSize> out{};
   const std::uint16_t fields[8] = {year, month,  day_of_week, day,
                                    hour, minute, second,      milliseconds};
-  for (int i = 0; i < 8; ++i) protocol::PutU16(out.data() + 2 * i, fields[i]);
+  for (int i = 0; i < 8; ++i)
+    protocol::PutU16(out.data() + std::size_t{2} * static_cast<std::size_t>(i),
+                     fields[i]);
   return out;
 }
 

@@ -297,7 +297,10 @@ void ReadAddress(Contact& contact, std::uint32_t first_id,
   for (int extra : {1, 0}) {
     std::string more =
         VCard::UnescapeText(parts[static_cast<std::size_t>(extra)]);
-    if (!more.empty()) street = street.empty() ? more : street + "\n" + more;
+    if (!more.empty()) {
+      if (!street.empty()) street += '\n';
+      street += more;
+    }
   }
   contact.SetText(first_id, ToHandheldText(street));
   for (std::uint32_t k = 1; k < 5; ++k) {

@@ -9,7 +9,8 @@ echo "-- clang-format"
 clang-format --dry-run -Werror $files
 if [[ ${1:-} == --tidy ]]; then
   echo "-- clang-tidy"
-  run-clang-tidy -p build/default -j "$(nproc)" -quiet \
+  run-clang-tidy -p "${BUILD_DIR:-build/default}" -j "$(nproc)" -quiet \
+    -extra-arg=-Wno-unknown-warning-option \
     "^$(pwd)/(agent|platform|protocol|device|desktop|cli|tests|bench|fuzz)/" \
     >/tmp/vorn-tidy.log 2>&1 || { grep -E "error:" /tmp/vorn-tidy.log | sort -u >&2; exit 1; }
 fi

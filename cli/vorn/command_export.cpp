@@ -27,9 +27,7 @@ std::string FileNamePart(const std::string& name) {
   std::string out;
   for (char c : name) {
     unsigned char u = static_cast<unsigned char>(c);
-    if (u < 0x20 || std::strchr("/\\:*?\"<>|'`$", c) != nullptr) {
-      out += '_';
-    } else if (c == ' ') {
+    if (u < 0x20 || c == ' ' || std::strchr("/\\:*?\"<>|'`$", c) != nullptr) {
       out += '_';
     } else {
       out += c;
