@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/change_log_writer.h"
 #include "device/device.h"
@@ -35,29 +36,11 @@ constexpr char kHelp[] =
     "{\"seq\", \"oid\", \"kind\", \"change\"} objects instead.\n";
 
 int Usage(const std::string& message) {
-  std::cerr << "vorn-device changelog: " << message << "\n";
-  return 2;
+  return ReportError("changelog", message, kExitUsage);
 }
 
 int Failure(const std::string& message) {
-  std::cerr << "vorn-device changelog: " << message << "\n";
-  return 1;
-}
-
-std::optional<DWORD> ParseDword(std::string_view digits) {
-  int base = 10;
-  if (digits.starts_with("0x") || digits.starts_with("0X")) {
-    base = 16;
-    digits.remove_prefix(2);
-  }
-  DWORD value = 0;
-  auto [end, error] = std::from_chars(
-      digits.data(), digits.data() + digits.size(), value, base);
-  if (digits.empty() || error != std::errc() ||
-      end != digits.data() + digits.size()) {
-    return std::nullopt;
-  }
-  return value;
+  return ReportError("changelog", message, kExitFailure);
 }
 
 std::optional<int> ParseKind(const std::string& text) {

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <map>
 
+#include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
 
@@ -20,8 +21,7 @@ constexpr char kHelp[] =
     "it does, separated by tabs.\n";
 
 int Usage(const std::string& message) {
-  std::cerr << "vorn-device fault: " << message << "\n";
-  return 2;
+  return ReportError("fault", message, kExitUsage);
 }
 
 bool IsKnown(const std::string& name) {

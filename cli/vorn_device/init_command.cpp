@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
 
@@ -21,8 +22,7 @@ constexpr char kHelp[] =
     "                MachineID (default: 32 random hexadecimal digits)\n";
 
 int Usage(const std::string& message) {
-  std::cerr << "vorn-device init: " << message << "\n";
-  return 2;
+  return ReportError("init", message, kExitUsage);
 }
 
 }  // namespace

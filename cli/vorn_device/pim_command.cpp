@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/appointment_item.h"
 #include "device/change_log_writer.h"
@@ -177,13 +178,11 @@ struct Request {
 };
 
 int Usage(const std::string& message) {
-  std::cerr << "vorn-device pim: " << message << "\n";
-  return 2;
+  return ReportError("pim", message, kExitUsage);
 }
 
 int Failure(const std::string& message) {
-  std::cerr << "vorn-device pim: " << message << "\n";
-  return 1;
+  return ReportError("pim", message, kExitFailure);
 }
 
 std::string Hex(HRESULT result) {
@@ -193,18 +192,8 @@ std::string Hex(HRESULT result) {
 }
 
 std::optional<DWORD> ParseOid(std::string_view digits) {
-  int base = 10;
-  if (digits.starts_with("0x") || digits.starts_with("0X")) {
-    base = 16;
-    digits.remove_prefix(2);
-  }
-  DWORD value = 0;
-  auto [end, error] = std::from_chars(
-      digits.data(), digits.data() + digits.size(), value, base);
-  if (digits.empty() || error != std::errc() ||
-      end != digits.data() + digits.size() || value == 0) {
-    return std::nullopt;
-  }
+  std::optional<DWORD> value = ParseDword(digits);
+  if (value == 0U) return std::nullopt;
   return value;
 }
 

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <optional>
 
+#include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
 #include "device/registry.h"
@@ -25,25 +26,7 @@ constexpr char kHelp[] =
     "set creates the key when missing; N is decimal or 0x-prefixed hex.\n";
 
 int Usage(const std::string& message) {
-  std::cerr << "vorn-device reg: " << message << "\n";
-  return 2;
-}
-
-std::optional<DWORD> ParseDword(const std::string& text) {
-  int base = 10;
-  std::string_view digits = text;
-  if (digits.starts_with("0x") || digits.starts_with("0X")) {
-    base = 16;
-    digits.remove_prefix(2);
-  }
-  DWORD value = 0;
-  auto [end, error] = std::from_chars(
-      digits.data(), digits.data() + digits.size(), value, base);
-  if (digits.empty() || error != std::errc() ||
-      end != digits.data() + digits.size()) {
-    return std::nullopt;
-  }
-  return value;
+  return ReportError("reg", message, kExitUsage);
 }
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include <optional>
 
 #include "agent/session/entry_point.h"
+#include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/byte_channel.h"
 #include "device/conversation.h"
@@ -42,8 +43,7 @@ constexpr char kHelp[] =
     "  --allow-remote  allow a HOST that is not a loopback address\n";
 
 int Usage(const std::string& message) {
-  std::cerr << "vorn-device serve: " << message << "\n";
-  return 2;
+  return ReportError("serve", message, kExitUsage);
 }
 
 struct Endpoint {

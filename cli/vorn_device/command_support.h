@@ -1,0 +1,28 @@
+// What the commands of vorn-device share: their one-line errors and the
+// numbers their arguments carry.
+#ifndef VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
+#define VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/types.h"
+
+namespace cli {
+
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+// Writes "vorn-device COMMAND: MESSAGE" as one line on standard error and
+// returns `status`.
+int ReportError(std::string_view command, const std::string& message,
+                int status);
+
+// A DWORD written in decimal or as 0x hex; nullopt for anything else
+// (empty, signs, trailing characters, too large).
+std::optional<DWORD> ParseDword(std::string_view text);
+
+}  // namespace cli
+
+#endif  // VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
