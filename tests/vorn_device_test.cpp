@@ -311,4 +311,41 @@ TEST(CommandLineTest, RegistryFaultsAndDumpRoundTrip) {
   EXPECT_EQ(frames[1], LE32(1));
 }
 
+TEST(CommandLineTest, DeviceFilesGoInAndOut) {
+  TempDir dir;
+  std::string image = NewImage(dir);
+  Bytes data(70000);
+  for (std::size_t i = 0; i < data.size(); ++i) {
+    data[i] = static_cast<std::uint8_t>(i * 31 + 7);
+  }
+  std::string source = dir.path("in.bin");
+  testing_support::WriteFileBytes(source, data);
+  const std::string path = "\\My Documents\\in.bin";
+  ASSERT_EQ(
+      RunProgram({"vorn-device", "fs", image, "put", path, source}).exitCode,
+      0);
+  auto ls = RunProgram({"vorn-device", "fs", image, "ls", "\\My Documents"});
+  EXPECT_NE(ls.outText().find("70000"), std::string::npos) << ls.outText();
+  EXPECT_NE(ls.outText().find("in.bin"), std::string::npos);
+  std::string back = dir.path("out.bin");
+  ASSERT_EQ(RunProgram({"vorn-device", "fs", image, "get",
+                        "\\MY DOCUMENTS\\IN.BIN", back})
+                .exitCode,
+            0);
+  EXPECT_EQ(testing_support::ReadFileBytes(back), data);
+  // A read-only file cannot be removed until it is writable again.
+  ASSERT_EQ(
+      RunProgram({"vorn-device", "fs", image, "attrib", path, "+r"}).exitCode,
+      0);
+  auto refused = RunProgram({"vorn-device", "fs", image, "rm", path});
+  EXPECT_NE(refused.exitCode, 0);
+  EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1);
+  ASSERT_EQ(
+      RunProgram({"vorn-device", "fs", image, "attrib", path, "-r"}).exitCode,
+      0);
+  EXPECT_EQ(RunProgram({"vorn-device", "fs", image, "rm", path}).exitCode, 0);
+  auto after = RunProgram({"vorn-device", "fs", image, "ls", "\\My Documents"});
+  EXPECT_EQ(after.outText().find("in.bin"), std::string::npos);
+}
+
 }  // namespace

@@ -84,6 +84,8 @@ class CCERecordHandler : public ReplyWriter {
   LPCWSTR logName = nullptr;
   LPCWSTR databaseName = nullptr;
   BYTE recurrence[protocol::kRecurrenceBlockSize] = {};
+  // Kept for the appointments handler (its exceptions in progress).
+  void* typeState = nullptr;
   HANDLE database = INVALID_HANDLE_VALUE;
 
  protected:
