@@ -4,6 +4,7 @@
 
 #include "desktop/contact.h"
 #include "desktop/scripted_stream.h"
+#include "tests/support/packet_builder.h"
 
 namespace desktop {
 namespace {
@@ -11,32 +12,13 @@ namespace {
 using protocol::DataType;
 using Bytes = std::vector<std::uint8_t>;
 
-Bytes Le32(std::uint32_t v) {
-  return {static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v >> 8),
-          static_cast<std::uint8_t>(v >> 16),
-          static_cast<std::uint8_t>(v >> 24)};
-}
-
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
-Bytes Counted(std::u16string_view text) {
-  Bytes out = Le32(static_cast<std::uint32_t>(2 * (text.size() + 1)));
-  for (char16_t c : text) {
-    out.push_back(static_cast<std::uint8_t>(c));
-    out.push_back(static_cast<std::uint8_t>(c >> 8));
-  }
-  out.push_back(0);
-  out.push_back(0);
-  return out;
-}
+using testing_support::Cat;
+using testing_support::Counted;
+using testing_support::LE32;
 
 // A contact record as the handheld sends it: header, then properties.
 Bytes ContactRecord(std::uint32_t oid, std::u16string_view first) {
-  return Cat({{1, 0}, Le32(oid), {1}, Le32(31), Counted(first)});
+  return Cat({{1, 0}, LE32(oid), {1}, LE32(31), Counted(first)});
 }
 
 class HandheldClientTest : public ::testing::Test {
@@ -54,20 +36,20 @@ TEST_F(HandheldClientTest, EndSession) {
 }
 
 TEST_F(HandheldClientTest, AddRecordReadsTheDoubleCountedStatus) {
-  Bytes status = Cat({{1, 0}, Le32(0x1234), Le32(7)});
+  Bytes status = Cat({{1, 0}, LE32(0x1234), LE32(7)});
   stream_.AddReply(Cat({status, Bytes(10, 0xBD)}));
-  Bytes record = Cat({Le32(1), Le32(31), Counted(u"Jo")});
+  Bytes record = Cat({LE32(1), LE32(31), Counted(u"Jo")});
   Result<WriteStatus> written =
       client_.AddRecord(DataType::kContacts, 7, record);
   ASSERT_TRUE(written.ok()) << written.status().message();
   EXPECT_TRUE(written->ok);
   EXPECT_EQ(written->oid, 0x1234u);
   EXPECT_EQ(written->echoed, 7u);
-  EXPECT_EQ(Packet(0), Cat({{2, 1}, Le32(7), record}));
+  EXPECT_EQ(Packet(0), Cat({{2, 1}, LE32(7), record}));
 }
 
 TEST_F(HandheldClientTest, UpdateRecordWithTenByteReply) {
-  stream_.AddReply(Cat({{0, 3}, Le32(99), Le32(99)}));
+  stream_.AddReply(Cat({{0, 3}, LE32(99), LE32(99)}));
   Result<WriteStatus> written =
       client_.UpdateRecord(DataType::kTasks, 99, Bytes{0, 0, 0, 0});
   ASSERT_TRUE(written.ok());
@@ -131,7 +113,7 @@ TEST_F(HandheldClientTest, GarbledRecordIsAnError) {
   EXPECT_FALSE(
       client_.GetRecord(DataType::kContacts, 42, Contact::PropertyKindOf).ok());
   // Unknown property id for contacts.
-  stream_.AddReply(Cat({{1, 0}, Le32(1), {1}, Le32(77), Counted(u"x")}));
+  stream_.AddReply(Cat({{1, 0}, LE32(1), {1}, LE32(77), Counted(u"x")}));
   EXPECT_FALSE(
       client_.GetRecord(DataType::kContacts, 1, Contact::PropertyKindOf).ok());
 }
@@ -155,7 +137,7 @@ TEST_F(HandheldClientTest, ContractCommands) {
 }
 
 TEST_F(HandheldClientTest, GetChangedRecords) {
-  stream_.AddReply(Cat({{1, 0}, Le32(2), {0}, Le32(12), {2}, Le32(11), {3}}));
+  stream_.AddReply(Cat({{1, 0}, LE32(2), {0}, LE32(12), {2}, LE32(11), {3}}));
   Result<ChangeList> list =
       client_.GetChangedRecords(DataType::kContacts, u"PC");
   ASSERT_TRUE(list.ok()) << list.status().message();
@@ -170,7 +152,7 @@ TEST_F(HandheldClientTest, GetChangedRecords) {
 
 TEST_F(HandheldClientTest, GetChangedRecordsFailedAndShort) {
   stream_.AddReply({0, 1, 0, 0, 0, 0, 0});
-  stream_.AddReply(Cat({{1, 0}, Le32(2), {0}, Le32(12), {2}}));
+  stream_.AddReply(Cat({{1, 0}, LE32(2), {0}, LE32(12), {2}}));
   Result<ChangeList> failed =
       client_.GetChangedRecords(DataType::kContacts, u"PC");
   ASSERT_TRUE(failed.ok());
@@ -180,7 +162,7 @@ TEST_F(HandheldClientTest, GetChangedRecordsFailedAndShort) {
 }
 
 TEST_F(HandheldClientTest, GetAllRecords) {
-  stream_.AddReply(Cat({{1, 0}, Le32(3), {0}, Le32(5), Le32(6), Le32(9)}));
+  stream_.AddReply(Cat({{1, 0}, LE32(3), {0}, LE32(5), LE32(6), LE32(9)}));
   stream_.AddReply({1, 0, 9, 0, 0, 0, 0});
   Result<OidList> list = client_.GetAllRecords(DataType::kContacts);
   ASSERT_TRUE(list.ok());
@@ -190,7 +172,7 @@ TEST_F(HandheldClientTest, GetAllRecords) {
 }
 
 TEST_F(HandheldClientTest, GetMachineId) {
-  stream_.AddReply(Cat({Le32(0x3C), Counted(u"PPC-1")}));
+  stream_.AddReply(Cat({LE32(0x3C), Counted(u"PPC-1")}));
   stream_.AddReply({0x3C, 0, 0, 0, 2, 0, 0, 0, 0, 0});
   stream_.AddReply({0x3D, 0, 0, 0, 2, 0, 0, 0, 0, 0});
   EXPECT_EQ(*client_.GetMachineId(), u"PPC-1");
@@ -202,26 +184,26 @@ TEST_F(HandheldClientTest, GetMachineId) {
 TEST_F(HandheldClientTest, BatchWriteBuildsEntriesAndReadsStatuses) {
   std::vector<BatchEntry> entries = {{true, 1, {0xAA}}, {false, 77, {0xBB}}};
   stream_.AddReply(
-      Cat({{1, 1}, Le32(500), Le32(1), {1, 1}, Le32(77), Le32(77)}));
+      Cat({{1, 1}, LE32(500), LE32(1), {1, 1}, LE32(77), LE32(77)}));
   Result<BatchResult> result = client_.BatchWrite(DataType::kContacts, entries);
   ASSERT_TRUE(result.ok()) << result.status().message();
   ASSERT_EQ(result->statuses.size(), 2u);
   EXPECT_FALSE(result->failed);
   EXPECT_EQ(result->statuses[0].oid, 500u);
   EXPECT_EQ(Packet(0), Cat({{15, 1},
-                            Le32(2),
+                            LE32(2),
                             {2, 1},
-                            Le32(1),
+                            LE32(1),
                             {0xAA},
                             {3, 1},
-                            Le32(77),
+                            LE32(77),
                             {0xBB}}));
 }
 
 TEST_F(HandheldClientTest, BatchWriteThatGaveUp) {
   std::vector<BatchEntry> entries = {
       {true, 1, {}}, {false, 2, {}}, {true, 3, {}}};
-  stream_.AddReply(Cat({{1, 1}, Le32(500), Le32(1), {0, 3}}));
+  stream_.AddReply(Cat({{1, 1}, LE32(500), LE32(1), {0, 3}}));
   Result<BatchResult> result = client_.BatchWrite(DataType::kContacts, entries);
   ASSERT_TRUE(result.ok());
   EXPECT_TRUE(result->failed);
@@ -232,12 +214,12 @@ TEST_F(HandheldClientTest, GetRecordsAsksAgainForTheRest) {
   // First reply holds two of three records (the third overflowed and left
   // part of itself behind); the second reply holds the last one.
   stream_.AddReply(Cat({{1, 0},
-                        Le32(2),
+                        LE32(2),
                         {1},
                         ContactRecord(10, u"A"),
                         ContactRecord(11, u"B"),
                         {1, 0, 12, 0}}));
-  stream_.AddReply(Cat({{1, 0}, Le32(1), {1}, ContactRecord(12, u"C")}));
+  stream_.AddReply(Cat({{1, 0}, LE32(1), {1}, ContactRecord(12, u"C")}));
   std::vector<std::uint32_t> oids = {10, 11, 12};
   Result<RecordBatch> batch =
       client_.GetRecords(DataType::kContacts, oids, Contact::PropertyKindOf);
@@ -245,8 +227,8 @@ TEST_F(HandheldClientTest, GetRecordsAsksAgainForTheRest) {
   ASSERT_EQ(batch->records.size(), 3u);
   EXPECT_EQ(batch->records[2].oid, 12u);
   EXPECT_TRUE(batch->missing.empty());
-  EXPECT_EQ(Packet(0), Cat({{16, 1}, Le32(3), Le32(10), Le32(11), Le32(12)}));
-  EXPECT_EQ(Packet(1), Cat({{16, 1}, Le32(1), Le32(12)}));
+  EXPECT_EQ(Packet(0), Cat({{16, 1}, LE32(3), LE32(10), LE32(11), LE32(12)}));
+  EXPECT_EQ(Packet(1), Cat({{16, 1}, LE32(1), LE32(12)}));
 }
 
 TEST_F(HandheldClientTest, GetRecordsFetchesAnUnlistableRecordAlone) {
@@ -255,7 +237,7 @@ TEST_F(HandheldClientTest, GetRecordsFetchesAnUnlistableRecordAlone) {
   Bytes empty_twice = {1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0};
   stream_.AddReply(empty_twice);
   stream_.AddReply({0, 3});
-  stream_.AddReply(Cat({{1, 0}, Le32(1), {1}, ContactRecord(8, u"H")}));
+  stream_.AddReply(Cat({{1, 0}, LE32(1), {1}, ContactRecord(8, u"H")}));
   std::vector<std::uint32_t> oids = {7, 8};
   Result<RecordBatch> batch =
       client_.GetRecords(DataType::kContacts, oids, Contact::PropertyKindOf);
@@ -264,11 +246,11 @@ TEST_F(HandheldClientTest, GetRecordsFetchesAnUnlistableRecordAlone) {
   EXPECT_EQ(batch->records[0].oid, 8u);
   EXPECT_EQ(batch->missing, (std::vector<std::uint32_t>{7}));
   EXPECT_EQ(Packet(1), (Bytes{7, 1, 7, 0, 0, 0}));
-  EXPECT_EQ(Packet(2), Cat({{16, 1}, Le32(1), Le32(8)}));
+  EXPECT_EQ(Packet(2), Cat({{16, 1}, LE32(1), LE32(8)}));
 }
 
 TEST_F(HandheldClientTest, GetRecordsRejectsTooManyRecords) {
-  stream_.AddReply(Cat({{1, 0}, Le32(5), {1}, ContactRecord(10, u"A")}));
+  stream_.AddReply(Cat({{1, 0}, LE32(5), {1}, ContactRecord(10, u"A")}));
   std::vector<std::uint32_t> oids = {10};
   EXPECT_FALSE(
       client_.GetRecords(DataType::kContacts, oids, Contact::PropertyKindOf)
@@ -285,7 +267,7 @@ TEST_F(HandheldClientTest, GetRecordsWhenTheHandheldLeaves) {
 }
 
 TEST_F(HandheldClientTest, DeleteRecords) {
-  stream_.AddReply(Cat({Le32(4), Le32(6)}));
+  stream_.AddReply(Cat({LE32(4), LE32(6)}));
   stream_.AddReply({});
   stream_.AddReply({1, 2, 3});
   std::vector<std::uint32_t> oids = {4, 5, 6};
@@ -293,12 +275,12 @@ TEST_F(HandheldClientTest, DeleteRecords) {
             (std::vector<std::uint32_t>{4, 6}));
   EXPECT_TRUE(client_.DeleteRecords(DataType::kContacts, oids)->empty());
   EXPECT_FALSE(client_.DeleteRecords(DataType::kContacts, oids).ok());
-  EXPECT_EQ(Packet(0), Cat({{17, 1}, Le32(3), Le32(4), Le32(5), Le32(6)}));
+  EXPECT_EQ(Packet(0), Cat({{17, 1}, LE32(3), LE32(4), LE32(5), LE32(6)}));
 }
 
 TEST_F(HandheldClientTest, WriteFileData) {
-  stream_.AddReply(Cat({{1, 0}, Le32(0)}));
-  stream_.AddReply(Cat({{0, 0}, Le32(5)}));
+  stream_.AddReply(Cat({{1, 0}, LE32(0)}));
+  stream_.AddReply(Cat({{0, 0}, LE32(5)}));
   Bytes data = {'h', 'i'};
   Result<FileWriteResult> ok = client_.WriteFileData(u"\\a", data);
   ASSERT_TRUE(ok.ok());
@@ -308,22 +290,22 @@ TEST_F(HandheldClientTest, WriteFileData) {
   EXPECT_FALSE(denied->ok);
   EXPECT_EQ(denied->error, 5u);
   EXPECT_EQ(Packet(0),
-            Cat({{18, 1}, Counted(u"\\a"), Le32(0), Le32(2), {'h', 'i'}}));
+            Cat({{18, 1}, Counted(u"\\a"), LE32(0), LE32(2), {'h', 'i'}}));
 }
 
 TEST_F(HandheldClientTest, ReadFileData) {
-  stream_.AddReply(Cat({{1, 0}, Le32(0), Le32(3), {'a', 'b', 'c'}}));
-  stream_.AddReply(Cat({{0, 0}, Le32(2), Le32(0)}));
-  stream_.AddReply(Cat({{1, 0}, Le32(0), Le32(3), {'a'}}));
+  stream_.AddReply(Cat({{1, 0}, LE32(0), LE32(3), {'a', 'b', 'c'}}));
+  stream_.AddReply(Cat({{0, 0}, LE32(2), LE32(0)}));
+  stream_.AddReply(Cat({{1, 0}, LE32(0), LE32(3), {'a'}}));
   Result<FileReadResult> read = client_.ReadFileData(u"\\f", 10, 500000);
   ASSERT_TRUE(read.ok()) << read.status().message();
   EXPECT_EQ(read->data, (Bytes{'a', 'b', 'c'}));
   // The piece asked for is capped at what one reply can carry.
   EXPECT_EQ(Packet(0), Cat({{19, 1},
                             Counted(u"\\f"),
-                            Le32(0),
-                            Le32(10),
-                            Le32(protocol::kMaxFileReadPiece)}));
+                            LE32(0),
+                            LE32(10),
+                            LE32(protocol::kMaxFileReadPiece)}));
   Result<FileReadResult> missing = client_.ReadFileData(u"\\g", 0, 4);
   ASSERT_TRUE(missing.ok());
   EXPECT_FALSE(missing->ok);
@@ -332,8 +314,8 @@ TEST_F(HandheldClientTest, ReadFileData) {
 }
 
 TEST_F(HandheldClientTest, CheckOsVersion) {
-  stream_.AddReply(Le32(1));
-  stream_.AddReply(Le32(0));
+  stream_.AddReply(LE32(1));
+  stream_.AddReply(LE32(0));
   stream_.AddReply({1});
   EXPECT_TRUE(*client_.CheckOsVersion());
   EXPECT_FALSE(*client_.CheckOsVersion());

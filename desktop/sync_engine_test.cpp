@@ -11,6 +11,7 @@
 #include "desktop/contact.h"
 #include "desktop/scripted_stream.h"
 #include "desktop/vcard.h"
+#include "tests/support/packet_builder.h"
 
 namespace desktop {
 namespace {
@@ -19,32 +20,13 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr char kPartner[] = "desk-1";
 
-Bytes Le32(std::uint32_t v) {
-  return {static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v >> 8),
-          static_cast<std::uint8_t>(v >> 16),
-          static_cast<std::uint8_t>(v >> 24)};
-}
-
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
-Bytes Counted(std::u16string_view text) {
-  Bytes out = Le32(static_cast<std::uint32_t>(2 * (text.size() + 1)));
-  for (char16_t c : text) {
-    out.push_back(static_cast<std::uint8_t>(c));
-    out.push_back(static_cast<std::uint8_t>(c >> 8));
-  }
-  out.push_back(0);
-  out.push_back(0);
-  return out;
-}
+using testing_support::Cat;
+using testing_support::Counted;
+using testing_support::LE32;
 
 // A contact as the handheld sends it, with only a first name.
 Bytes Record(std::uint32_t oid, std::u16string_view first) {
-  return Cat({{1, 0}, Le32(oid), {1}, Le32(31), Counted(first)});
+  return Cat({{1, 0}, LE32(oid), {1}, LE32(31), Counted(first)});
 }
 
 // The card the engine must write for Record(oid, first).
@@ -58,7 +40,7 @@ std::string Card(std::uint32_t oid, std::u16string_view first) {
 Bytes Header(std::uint32_t count, bool complete = true, bool failed = false) {
   return Cat(
       {{static_cast<std::uint8_t>(complete), static_cast<std::uint8_t>(failed)},
-       Le32(count),
+       LE32(count),
        {0}});
 }
 
@@ -70,7 +52,7 @@ struct Entry {
 Bytes Changes(std::initializer_list<Entry> entries) {
   Bytes out = Header(static_cast<std::uint32_t>(entries.size()));
   for (const Entry& e : entries) {
-    Bytes oid = Le32(e.oid);
+    Bytes oid = LE32(e.oid);
     out.insert(out.end(), oid.begin(), oid.end());
     out.push_back(e.kind);
   }
@@ -80,7 +62,7 @@ Bytes Changes(std::initializer_list<Entry> entries) {
 Bytes Oids(std::initializer_list<std::uint32_t> oids) {
   Bytes out = Header(static_cast<std::uint32_t>(oids.size()));
   for (std::uint32_t oid : oids) {
-    Bytes b = Le32(oid);
+    Bytes b = LE32(oid);
     out.insert(out.end(), b.begin(), b.end());
   }
   return out;
@@ -88,7 +70,7 @@ Bytes Oids(std::initializer_list<std::uint32_t> oids) {
 
 const Bytes kOk = {1, 0};
 const Bytes kNo = {0, 1};
-const Bytes kMachine = Cat({Le32(0x3C), Counted(u"M-1")});
+const Bytes kMachine = Cat({LE32(0x3C), Counted(u"M-1")});
 
 class SyncEngineTest : public ::testing::Test {
  protected:
@@ -167,7 +149,7 @@ TEST_F(SyncEngineTest, FirstRunAddsTheContractAndMirrorsEverything) {
   stream_.AddReply(kNo);  // FindContract
   stream_.AddReply(kOk);  // AddContract
   stream_.AddReply(kOk);  // UpdateContract (mark to now)
-  stream_.AddReply(Cat({kOk, Le32(2)}));
+  stream_.AddReply(Cat({kOk, LE32(2)}));
   stream_.AddReply(Oids({10, 11}));
   stream_.AddReply(Cat({Header(2), Record(10, u"Ann"), Record(11, u"Bo")}));
   stream_.AddReply(Changes({}));
@@ -213,7 +195,7 @@ TEST_F(SyncEngineTest, IncrementalRunTouchesOnlyTheChangedCards) {
   EXPECT_EQ(summary->deleted, 1u);
   EXPECT_EQ(Commands(), (Bytes{14, 10, 11, 16, 11, 12}));
   EXPECT_EQ(stream_.WrittenPackets()[3],
-            Cat({{16, 1}, Le32(2), Le32(13), Le32(10)}));
+            Cat({{16, 1}, LE32(2), LE32(13), LE32(10)}));
   EXPECT_EQ(Read("10.vcf"), Card(10, u"Ann"));
   EXPECT_EQ(Read("11.vcf"), "<none>");
   EXPECT_EQ(Read("12.vcf"), Card(12, u"Old"));
@@ -235,7 +217,7 @@ TEST_F(SyncEngineTest, NewestEntryPerOidWins) {
   ASSERT_TRUE(summary.ok()) << summary.status().message();
   EXPECT_EQ(Read("5.vcf"), "<none>");
   EXPECT_EQ(Read("6.vcf"), Card(6, u"Six"));
-  EXPECT_EQ(stream_.WrittenPackets()[3], Cat({{16, 1}, Le32(1), Le32(6)}));
+  EXPECT_EQ(stream_.WrittenPackets()[3], Cat({{16, 1}, LE32(1), LE32(6)}));
   EXPECT_EQ(summary->deleted, 1u);
   EXPECT_EQ(summary->added, 1u);
 }
@@ -262,7 +244,7 @@ TEST_F(SyncEngineTest, FailedChangeListFallsBackToAFullMirror) {
   stream_.AddReply(kOk);
   stream_.AddReply(Header(0, false, true));  // failed = 1
   stream_.AddReply(kOk);                     // UpdateContract (mark to now)
-  stream_.AddReply(Cat({kOk, Le32(1)}));
+  stream_.AddReply(Cat({kOk, LE32(1)}));
   stream_.AddReply(Oids({2}));
   stream_.AddReply(Cat({Header(1), Record(2, u"Old")}));
   stream_.AddReply(Changes({}));
@@ -304,7 +286,7 @@ TEST_F(SyncEngineTest, CutRunKeepsTheMarkAndTheStateAndTheNextRunRepeats) {
   stream_.AddReply(kOk);
   stream_.AddReply(Changes({{1, 2}, {3, 1}}));
   // The stream ends inside the GetRecords reply.
-  stream_.AddRaw(Cat({Le32(200), Header(2)}));
+  stream_.AddRaw(Cat({LE32(200), Header(2)}));
   Result<SyncSummary> summary = RunEngine();
   ASSERT_FALSE(summary.ok());
   Bytes commands = Commands();
@@ -337,7 +319,7 @@ TEST_F(SyncEngineTest, CutFullMirrorLeavesAFullMirrorPending) {
   stream_.AddReply(kNo);
   stream_.AddReply(kOk);
   stream_.AddReply(kOk);
-  stream_.AddReply(Cat({kOk, Le32(3)}));
+  stream_.AddReply(Cat({kOk, LE32(3)}));
   stream_.AddReply(Oids({1, 2, 3}));
   stream_.AddReply(
       Cat({Header(3), Record(1, u"A"), Record(2, u"B"), Record(3, u"C")}));
@@ -355,10 +337,10 @@ TEST_F(SyncEngineTest, CutFullMirrorLeavesAFullMirrorPending) {
 
 TEST_F(SyncEngineTest, ForeignStateMakesAFullMirror) {
   Seed({});
-  stream_.AddReply(Cat({Le32(0x3C), Counted(u"OTHER")}));
+  stream_.AddReply(Cat({LE32(0x3C), Counted(u"OTHER")}));
   stream_.AddReply(kOk);
   stream_.AddReply(kOk);
-  stream_.AddReply(Cat({kOk, Le32(0)}));
+  stream_.AddReply(Cat({kOk, LE32(0)}));
   stream_.AddReply(Oids({}));
   stream_.AddReply(Changes({}));
   stream_.AddReply(Changes({}));
@@ -374,7 +356,7 @@ TEST_F(SyncEngineTest, TooManyContactsForOneListingIsRefused) {
   stream_.AddReply(kMachine);
   stream_.AddReply(kOk);  // contract exists, but no state: full mirror
   stream_.AddReply(kOk);
-  stream_.AddReply(Cat({kOk, Le32(SyncEngine::kMaxListedOids + 1)}));
+  stream_.AddReply(Cat({kOk, LE32(SyncEngine::kMaxListedOids + 1)}));
   Result<SyncSummary> summary = RunEngine();
   ASSERT_FALSE(summary.ok());
   EXPECT_NE(summary.status().message().find("55295 contacts"),
