@@ -99,9 +99,7 @@ class Listener {
 class Handheld {
  public:
   Handheld()
-      : device_(device::Device::InMemory()),
-        writer_(device_->context(), device_->objectStore(),
-                device_->registry()) {
+      : device_(device::Device::InMemory()), writer_(device_->changeLog()) {
     device_->SetMessageOutput(&messages_);
   }
 
@@ -196,7 +194,7 @@ class Handheld {
 
   std::unique_ptr<device::Device> device_;
   std::ostringstream messages_;
-  device::ChangeLogWriter writer_;
+  device::ChangeLogWriter& writer_;
   std::vector<CEOID> oids_;
   std::uint32_t next_ = 1;
 };

@@ -179,8 +179,7 @@ int RunChangelog(const Args& args) {
   std::string output;
   try {
     handheld.image().Begin();
-    device::ChangeLogWriter writer(handheld.context(), handheld.objectStore(),
-                                   handheld.registry());
+    device::ChangeLogWriter& writer = handheld.changeLog();
     if (request.action == "add") {
       device::Status status = writer.AppendRaw(request.log, request.oid,
                                                request.sequence, request.kind);

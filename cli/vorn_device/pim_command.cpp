@@ -311,8 +311,7 @@ class PimSession {
   PimSession(device::Device& handheld, const Request& request)
       : request_(request),
         kind_(*request.kind),
-        writer_(handheld.context(), handheld.objectStore(),
-                handheld.registry()),
+        writer_(handheld.changeLog()),
         app_(new device::OutlookApp(handheld.context(),
                                     handheld.objectStore())) {
     app_->SetChangeHook([this](int itemType, CEOID oid, int kind) {
@@ -466,7 +465,7 @@ class PimSession {
 
   const Request& request_;
   const ItemKind& kind_;
-  device::ChangeLogWriter writer_;
+  device::ChangeLogWriter& writer_;
   device::OutlookApp* app_;
 };
 
