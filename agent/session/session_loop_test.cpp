@@ -271,6 +271,10 @@ TEST(StartUpTest, FailedLogonKeepsTheApplicationForTheNextCall) {
   auto again = handheld.Converse(FramePacket({1, 1}));
   EXPECT_EQ(again.result, E_FAIL);
   EXPECT_TRUE(third.Saw("CoCreateInstance"));
+  // The agent still holds that session object and its application object;
+  // a served conversation ends it before this handheld goes away.
+  ASSERT_TRUE(handheld.device().faults().Clear("logon-fails").ok());
+  EXPECT_EQ(handheld.Converse(FramePacket({1, 1})).result, S_OK);
 }
 
 }  // namespace
