@@ -90,6 +90,7 @@ TEST_F(EdgeCaseTest, DeleteRecordsOfNoneIsEmpty) {
 TEST_F(EdgeCaseTest, GetRecordsStopsWhereTheThirdRecordOverflows) {
   std::string page(22000, 'w');
   std::vector<std::uint32_t> oids;
+  oids.reserve(3);
   for (int i = 0; i < 3; ++i) {
     oids.push_back(
         AddContact(R"({"FirstName":"A","WebPage":")" + page + "\"}"));
