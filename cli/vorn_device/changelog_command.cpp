@@ -39,10 +39,6 @@ int Usage(const std::string& message) {
   return ReportError("changelog", message, kExitUsage);
 }
 
-int Failure(const std::string& message) {
-  return ReportError("changelog", message, kExitFailure);
-}
-
 std::optional<int> ParseKind(const std::string& text) {
   if (text == "added") return 1;
   if (text == "changed") return 2;
@@ -173,30 +169,19 @@ int RunChangelog(const Args& args) {
     return Usage(*problem);
   }
 
-  auto opened = device::Device::Open(args[0]);
-  if (!opened.ok()) return Failure(opened.status().message());
-  device::Device& handheld = **opened;
   std::string output;
-  try {
-    handheld.image().Begin();
-    device::ChangeLogWriter& writer = handheld.changeLog();
-    if (request.action == "add") {
-      device::Status status = writer.AppendRaw(request.log, request.oid,
-                                               request.sequence, request.kind);
-      if (!status.ok()) {
-        handheld.image().Rollback();
-        return Failure(status.message());
-      }
-    } else {
-      output = Listing(writer.List(request.log), request.json);
-    }
-    handheld.image().Commit();
-  } catch (const device::ImageError& e) {
-    // The image rolls back what is left of the transaction when it closes.
-    return Failure(e.what());
-  }
-  std::cout << output;
-  return 0;
+  int status =
+      RunInTransaction("changelog", args[0], [&](device::Device& handheld) {
+        device::ChangeLogWriter& writer = handheld.changeLog();
+        if (request.action == "add") {
+          return writer.AppendRaw(request.log, request.oid, request.sequence,
+                                  request.kind);
+        }
+        output = Listing(writer.List(request.log), request.json);
+        return device::Status::Ok();
+      });
+  if (status == 0) std::cout << output;
+  return status;
 }
 
 }  // namespace cli

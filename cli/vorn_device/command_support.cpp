@@ -11,6 +11,28 @@ int ReportError(std::string_view command, const std::string& message,
   return status;
 }
 
+int RunInTransaction(std::string_view command, const std::string& image,
+                     const std::function<device::Status(device::Device&)>& work,
+                     int failureStatus, bool commit) {
+  auto opened = device::Device::Open(image);
+  if (!opened.ok()) {
+    return ReportError(command, opened.status().message(), kExitFailure);
+  }
+  device::Device& handheld = **opened;
+  try {
+    handheld.image().Begin();
+    device::Status status = work(handheld);
+    if (!status.ok() || !commit) handheld.image().Rollback();
+    if (!status.ok())
+      return ReportError(command, status.message(), failureStatus);
+    handheld.image().Commit();
+  } catch (const device::ImageError& e) {
+    // The image rolls back what is left of the transaction when it closes.
+    return ReportError(command, e.what(), kExitFailure);
+  }
+  return 0;
+}
+
 std::optional<DWORD> ParseDword(std::string_view text) {
   int base = 10;
   if (text.starts_with("0x") || text.starts_with("0X")) {

@@ -3,10 +3,12 @@
 #ifndef VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
 #define VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "device/device.h"
 #include "platform/types.h"
 
 namespace cli {
@@ -18,6 +20,15 @@ inline constexpr int kExitUsage = 2;
 // returns `status`.
 int ReportError(std::string_view command, const std::string& message,
                 int status);
+
+// Opens the device image `image` and runs `work` on it in one transaction,
+// committed when `work` succeeds and `commit` is true, rolled back
+// otherwise. Returns 0 on success; a one-line error and kExitFailure when the
+// image cannot be opened or fails underneath; a one-line error and
+// `failureStatus` when `work` fails.
+int RunInTransaction(std::string_view command, const std::string& image,
+                     const std::function<device::Status(device::Device&)>& work,
+                     int failureStatus = kExitFailure, bool commit = true);
 
 // A DWORD written in decimal or as 0x hex; nullopt for anything else
 // (empty, signs, trailing characters, too large).

@@ -70,33 +70,20 @@ int RunFault(const Args& args) {
     return Usage("unknown fault '" + args[2] + "' (see: fault IMAGE list)");
   }
 
-  auto opened = device::Device::Open(args[0]);
-  if (!opened.ok()) {
-    std::cerr << "vorn-device fault: " << opened.status().message() << "\n";
-    return 1;
-  }
-  device::Device& handheld = **opened;
-  try {
-    handheld.image().Begin();
-    device::Status status;
-    if (action == "set") {
-      status = handheld.faults().Set(args[2], args.size() == 4 ? args[3] : "");
-    } else if (action == "clear") {
-      status = handheld.faults().Clear(args.size() == 3 ? args[2] : "");
-    } else {
-      PrintList(handheld.faults());
-    }
-    if (!status.ok()) {
-      handheld.image().Rollback();
-      std::cerr << "vorn-device fault: " << status.message() << "\n";
-      return 2;
-    }
-    handheld.image().Commit();
-  } catch (const device::ImageError& e) {
-    std::cerr << "vorn-device fault: " << e.what() << "\n";
-    return 1;
-  }
-  return 0;
+  return RunInTransaction(
+      "fault", args[0],
+      [&](device::Device& handheld) {
+        if (action == "set") {
+          return handheld.faults().Set(args[2],
+                                       args.size() == 4 ? args[3] : "");
+        }
+        if (action == "clear") {
+          return handheld.faults().Clear(args.size() == 3 ? args[2] : "");
+        }
+        PrintList(handheld.faults());
+        return device::Status::Ok();
+      },
+      kExitUsage);
 }
 
 }  // namespace cli

@@ -181,10 +181,6 @@ int Usage(const std::string& message) {
   return ReportError("pim", message, kExitUsage);
 }
 
-int Failure(const std::string& message) {
-  return ReportError("pim", message, kExitFailure);
-}
-
 std::string Hex(HRESULT result) {
   char text[16];
   std::snprintf(text, sizeof(text), "0x%08X", static_cast<unsigned>(result));
@@ -496,34 +492,19 @@ int RunPim(const Args& args) {
     return Usage(*problem);
   }
 
-  auto opened = device::Device::Open(args[0]);
-  if (!opened.ok()) return Failure(opened.status().message());
-  device::Device& handheld = **opened;
   std::string output;
-  try {
-    handheld.image().Begin();
-    device::Status status;
-    {
-      PimSession session(handheld, request);
-      status = session.Run(&output);
-    }
-    if (!status.ok()) {
-      handheld.image().Rollback();
-      return Failure(status.message());
-    }
-    // Listing changes nothing the user could see; the databases the object
-    // model makes on its first start are left for the first edit.
-    if (request.action == "ls") {
-      handheld.image().Rollback();
-    } else {
-      handheld.image().Commit();
-    }
-  } catch (const device::ImageError& e) {
-    // The image rolls back what is left of the transaction when it closes.
-    return Failure(e.what());
-  }
-  std::cout << output;
-  return 0;
+  // Listing changes nothing the user could see: it is rolled back, so the
+  // databases the object model makes on its first start wait for the first
+  // edit.
+  int status = RunInTransaction(
+      "pim", args[0],
+      [&](device::Device& handheld) {
+        PimSession session(handheld, request);
+        return session.Run(&output);
+      },
+      kExitFailure, request.action != "ls");
+  if (status == 0) std::cout << output;
+  return status;
 }
 
 }  // namespace cli

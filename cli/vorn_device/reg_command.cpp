@@ -62,40 +62,18 @@ int RunReg(const Args& args) {
   const std::string& key = args[2];
   const std::string& name = args[3];
 
-  auto opened = device::Device::Open(args[0]);
-  if (!opened.ok()) {
-    std::cerr << "vorn-device reg: " << opened.status().message() << "\n";
-    return 1;
-  }
-  device::Device& handheld = **opened;
-  try {
-    handheld.image().Begin();
-    device::Status status;
+  return RunInTransaction("reg", args[0], [&](device::Device& handheld) {
+    device::Registry& registry = handheld.registry();
     if (action == "get") {
-      auto value = handheld.registry().Get(key, name);
-      if (value.ok()) {
-        std::cout << device::Registry::Describe(*value) << "\n";
-      } else {
-        status = value.status();
-      }
-    } else if (action == "delete") {
-      status = handheld.registry().Delete(key, name);
-    } else if (dword) {
-      status = handheld.registry().SetDword(key, name, *dword);
-    } else {
-      status = handheld.registry().SetString(key, name, *text);
+      auto value = registry.Get(key, name);
+      if (!value.ok()) return value.status();
+      std::cout << device::Registry::Describe(*value) << "\n";
+      return device::Status::Ok();
     }
-    if (!status.ok()) {
-      handheld.image().Rollback();
-      std::cerr << "vorn-device reg: " << status.message() << "\n";
-      return 1;
-    }
-    handheld.image().Commit();
-  } catch (const device::ImageError& e) {
-    std::cerr << "vorn-device reg: " << e.what() << "\n";
-    return 1;
-  }
-  return 0;
+    if (action == "delete") return registry.Delete(key, name);
+    if (dword) return registry.SetDword(key, name, *dword);
+    return registry.SetString(key, name, *text);
+  });
 }
 
 }  // namespace cli
