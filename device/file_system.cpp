@@ -190,21 +190,33 @@ DWORD FileSystem::SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh,
   return low;
 }
 
-BOOL FileSystem::ReadFile(HANDLE file, void* buffer, DWORD count, DWORD* done,
-                          void* overlapped) {
+std::optional<std::pair<FileHandle*, FileNode>> FileSystem::OpenForTransfer(
+    HANDLE file, const void* buffer, DWORD count, DWORD* done, void* overlapped,
+    bool write) {
   if (done != nullptr) *done = 0;
   auto* open = context_.handles.Get<FileHandle>(file);
-  if (open == nullptr) return SetError(ERROR_INVALID_HANDLE), FALSE;
+  if (open == nullptr) return SetError(ERROR_INVALID_HANDLE), std::nullopt;
   if (overlapped != nullptr || done == nullptr ||
       (buffer == nullptr && count != 0)) {
-    return SetError(ERROR_INVALID_PARAMETER), FALSE;
+    return SetError(ERROR_INVALID_PARAMETER), std::nullopt;
   }
-  if (!open->CanRead()) return SetError(ERROR_ACCESS_DENIED), FALSE;
+  if (!(write ? open->CanWrite() : open->CanRead())) {
+    return SetError(ERROR_ACCESS_DENIED), std::nullopt;
+  }
   auto node = table_.Get(open->oid());
-  if (!node) return SetError(ERROR_INVALID_HANDLE), FALSE;
+  if (!node) return SetError(ERROR_INVALID_HANDLE), std::nullopt;
+  return std::make_pair(open, *node);
+}
+
+BOOL FileSystem::ReadFile(HANDLE file, void* buffer, DWORD count, DWORD* done,
+                          void* overlapped) {
+  auto opened =
+      OpenForTransfer(file, buffer, count, done, overlapped, /*write=*/false);
+  if (!opened) return FALSE;
+  auto [open, node] = *opened;
   std::span<std::uint8_t> out(static_cast<std::uint8_t*>(buffer), count);
   const std::size_t read =
-      table_.Read(node->oid, node->size, open->position(), out);
+      table_.Read(node.oid, node.size, open->position(), out);
   open->set_position(open->position() + read);
   *done = static_cast<DWORD>(read);
   return TRUE;
@@ -212,23 +224,17 @@ BOOL FileSystem::ReadFile(HANDLE file, void* buffer, DWORD count, DWORD* done,
 
 BOOL FileSystem::WriteFile(HANDLE file, const void* buffer, DWORD count,
                            DWORD* done, void* overlapped) {
-  if (done != nullptr) *done = 0;
-  auto* open = context_.handles.Get<FileHandle>(file);
-  if (open == nullptr) return SetError(ERROR_INVALID_HANDLE), FALSE;
-  if (overlapped != nullptr || done == nullptr ||
-      (buffer == nullptr && count != 0)) {
-    return SetError(ERROR_INVALID_PARAMETER), FALSE;
-  }
-  if (!open->CanWrite()) return SetError(ERROR_ACCESS_DENIED), FALSE;
-  auto node = table_.Get(open->oid());
-  if (!node) return SetError(ERROR_INVALID_HANDLE), FALSE;
+  auto opened =
+      OpenForTransfer(file, buffer, count, done, overlapped, /*write=*/true);
+  if (!opened) return FALSE;
+  auto [open, node] = *opened;
   if (count == 0) return TRUE;
   if (open->position() + count > kMaxFileSize) {
     return SetError(ERROR_DISK_FULL), FALSE;
   }
   std::span<const std::uint8_t> data(static_cast<const std::uint8_t*>(buffer),
                                      count);
-  table_.Write(node->oid, node->size, open->position(), data);
+  table_.Write(node.oid, node.size, open->position(), data);
   open->set_position(open->position() + count);
   *done = count;
   return TRUE;

@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "device/device_context.h"
 #include "device/file_open_set.h"
@@ -27,6 +28,8 @@
 #include "platform/services.h"
 
 namespace device {
+
+class FileHandle;
 
 class FileSystem final : public platform::FileSystem {
  public:
@@ -60,6 +63,12 @@ class FileSystem final : public platform::FileSystem {
   // named with a trailing separator (ERROR_INVALID_NAME).
   DWORD Resolve(LPCWSTR text, Lookup* out);
   DWORD SetError(DWORD error);
+  // The checks ReadFile and WriteFile share: clears *done, and returns the
+  // open file of `file` with `write` (or read) access and its entry, or
+  // nullopt after setting the last error.
+  std::optional<std::pair<FileHandle*, FileNode>> OpenForTransfer(
+      HANDLE file, const void* buffer, DWORD count, DWORD* done,
+      void* overlapped, bool write);
   void FillFindData(const FileNode& node, WIN32_FIND_DATAW* found);
 
   DeviceContext& context_;
