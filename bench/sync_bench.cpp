@@ -31,17 +31,17 @@
 #include <vector>
 
 #include "agent/session/entry_point.h"
-#include "desktop/handheld_client.h"
-#include "desktop/json_value.h"
-#include "desktop/mirror_directory.h"
-#include "desktop/sync_counting_stream.h"
-#include "desktop/sync_engine.h"
-#include "desktop/tcp_stream.h"
-#include "device/byte_channel.h"
-#include "device/change_log_writer.h"
-#include "device/conversation.h"
+#include "desktop/formats/json_value.h"
+#include "desktop/sync/mirror_directory.h"
+#include "desktop/sync/sync_engine.h"
+#include "desktop/transport/sync_counting_stream.h"
+#include "desktop/transport/tcp_stream.h"
+#include "desktop/wire/handheld_client.h"
 #include "device/device.h"
-#include "device/outlook_app.h"
+#include "device/pim/change_log_writer.h"
+#include "device/pim/outlook_app.h"
+#include "device/stream/byte_channel.h"
+#include "device/stream/conversation.h"
 #include "platform/pimstore.h"
 
 namespace {

@@ -1,12 +1,18 @@
-# vorn_library(NAME DIR... LIBS ...): a static library of every .cpp under
-# the given directories except tests and program mains, and one GoogleTest
-# executable NAME_tests of the *_test.cpp files beside them.
+# vorn_library(NAME [FLAT] DIRS dir... LIBS ... TEST_LIBS ...): a static
+# library of every .cpp under the given directories except tests, and one
+# GoogleTest executable NAME_tests of the *_test.cpp files beside them.
+# FLAT takes the directories' own files only, not their subdirectories'
+# (a folder whose subfolders are libraries of their own).
 function(vorn_library name)
-  cmake_parse_arguments(ARG "" "" "DIRS;LIBS;TEST_LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "FLAT" "" "DIRS;LIBS;TEST_LIBS" ${ARGN})
   set(sources)
   set(tests)
+  set(glob GLOB_RECURSE)
+  if(ARG_FLAT)
+    set(glob GLOB)
+  endif()
   foreach(dir IN LISTS ARG_DIRS)
-    file(GLOB_RECURSE found CONFIGURE_DEPENDS ${dir}/*.cpp)
+    file(${glob} found CONFIGURE_DEPENDS ${dir}/*.cpp)
     foreach(file IN LISTS found)
       if(file MATCHES "_test\\.cpp$")
         list(APPEND tests ${file})

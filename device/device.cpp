@@ -3,14 +3,14 @@
 #include <filesystem>
 #include <random>
 
-#include "device/change_log_writer.h"
-#include "device/com.h"
-#include "device/file_system.h"
-#include "device/kernel.h"
-#include "device/object_store.h"
-#include "device/registry.h"
-#include "device/time_zone.h"
-#include "device/ui.h"
+#include "device/com/com.h"
+#include "device/fs/file_system.h"
+#include "device/kernel/kernel.h"
+#include "device/kernel/time_zone.h"
+#include "device/objstore/object_store.h"
+#include "device/pim/change_log_writer.h"
+#include "device/registry/registry.h"
+#include "device/ui/ui.h"
 
 namespace device {
 namespace {

@@ -7,11 +7,11 @@
 #include <memory>
 #include <string>
 
-#include "device/device_context.h"
-#include "device/device_image.h"
-#include "device/fault_set.h"
-#include "device/handle_table.h"
-#include "device/status.h"
+#include "device/image/device_context.h"
+#include "device/image/device_image.h"
+#include "device/image/fault_set.h"
+#include "device/image/handle_table.h"
+#include "device/image/status.h"
 #include "platform/services.h"
 
 namespace device {

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "device/kernel.h"
-#include "device/registry.h"
+#include "device/kernel/kernel.h"
+#include "device/registry/registry.h"
 
 namespace device {
 namespace {

@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "desktop/json_value.h"
+#include "desktop/formats/json_value.h"
 #include "tests/support/program.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "desktop/tcp_stream.h"
+#include "desktop/transport/tcp_stream.h"
 #include "tests/support/in_process_handheld.h"
 #include "tests/support/packet_builder.h"
 #include "tests/support/program.h"

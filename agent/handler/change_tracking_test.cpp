@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "device/change_log_writer.h"
-#include "device/object_store.h"
-#include "device/registry.h"
+#include "device/objstore/object_store.h"
+#include "device/pim/change_log_writer.h"
+#include "device/registry/registry.h"
 #include "platform/api.h"
 #include "protocol/change_log.h"
 #include "protocol/wire.h"

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "device/com.h"
-#include "device/outlook_app.h"
+#include "device/com/com.h"
+#include "device/pim/outlook_app.h"
 #include "protocol/contact_fields.h"
 #include "protocol/wire.h"
 #include "tests/support/device_inspector.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "device/registry.h"
+#include "device/registry/registry.h"
 #include "platform/services.h"
 #include "tests/support/in_process_handheld.h"
 #include "tests/support/packet_builder.h"

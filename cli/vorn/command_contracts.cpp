@@ -3,9 +3,9 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
-#include "desktop/json_value.h"
-#include "desktop/sync_contract_registry.h"
-#include "desktop/utf16.h"
+#include "desktop/base/utf16.h"
+#include "desktop/formats/json_value.h"
+#include "desktop/sync/sync_contract_registry.h"
 
 namespace vorn_cli {
 

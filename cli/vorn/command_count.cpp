@@ -3,7 +3,7 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
-#include "desktop/json_value.h"
+#include "desktop/formats/json_value.h"
 
 namespace vorn_cli {
 

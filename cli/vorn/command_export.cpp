@@ -8,9 +8,9 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
-#include "desktop/contact.h"
-#include "desktop/json_value.h"
-#include "desktop/vcard.h"
+#include "desktop/formats/contact.h"
+#include "desktop/formats/json_value.h"
+#include "desktop/formats/vcard.h"
 
 namespace vorn_cli {
 

@@ -4,11 +4,11 @@
 #include "cli/vorn/commands.h"
 #include "cli/vorn/hex.h"
 #include "cli/vorn/session.h"
-#include "desktop/contact.h"
-#include "desktop/contact_json.h"
-#include "desktop/request_builder.h"
-#include "desktop/utf16.h"
-#include "desktop/vcard.h"
+#include "desktop/base/utf16.h"
+#include "desktop/formats/contact.h"
+#include "desktop/formats/contact_json.h"
+#include "desktop/formats/vcard.h"
+#include "desktop/wire/request_builder.h"
 
 namespace vorn_cli {
 

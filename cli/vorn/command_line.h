@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "desktop/status.h"
+#include "desktop/base/status.h"
 #include "protocol/wire.h"
 
 namespace vorn_cli {

@@ -6,8 +6,8 @@
 #include "cli/vorn/commands.h"
 #include "cli/vorn/progress_line.h"
 #include "cli/vorn/session.h"
-#include "desktop/json_value.h"
-#include "desktop/utf16.h"
+#include "desktop/base/utf16.h"
+#include "desktop/formats/json_value.h"
 
 namespace vorn_cli {
 

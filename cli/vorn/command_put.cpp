@@ -6,9 +6,9 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
-#include "desktop/contact.h"
-#include "desktop/contact_json.h"
-#include "desktop/vcard.h"
+#include "desktop/formats/contact.h"
+#include "desktop/formats/contact_json.h"
+#include "desktop/formats/vcard.h"
 
 namespace vorn_cli {
 

@@ -7,13 +7,13 @@
 #include <memory>
 
 #include "cli/vorn/commands.h"
-#include "desktop/child_process_stream.h"
-#include "desktop/json_value.h"
-#include "desktop/mirror_directory.h"
-#include "desktop/sync_contract_registry.h"
-#include "desktop/sync_counting_stream.h"
-#include "desktop/sync_engine.h"
-#include "desktop/tcp_stream.h"
+#include "desktop/formats/json_value.h"
+#include "desktop/sync/mirror_directory.h"
+#include "desktop/sync/sync_contract_registry.h"
+#include "desktop/sync/sync_engine.h"
+#include "desktop/transport/child_process_stream.h"
+#include "desktop/transport/sync_counting_stream.h"
+#include "desktop/transport/tcp_stream.h"
 
 namespace vorn_cli {
 

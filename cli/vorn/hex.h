@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "desktop/status.h"
+#include "desktop/base/status.h"
 
 namespace vorn_cli {
 

@@ -1,7 +1,7 @@
 #include "cli/vorn/session.h"
 
-#include "desktop/child_process_stream.h"
-#include "desktop/tcp_stream.h"
+#include "desktop/transport/child_process_stream.h"
+#include "desktop/transport/tcp_stream.h"
 
 namespace vorn_cli {
 

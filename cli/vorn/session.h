@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "cli/vorn/command_line.h"
-#include "desktop/handheld_client.h"
-#include "desktop/handheld_stream.h"
+#include "desktop/transport/handheld_stream.h"
+#include "desktop/wire/handheld_client.h"
 
 namespace vorn_cli {
 

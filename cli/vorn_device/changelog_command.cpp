@@ -9,8 +9,8 @@
 
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
-#include "device/change_log_writer.h"
 #include "device/device.h"
+#include "device/pim/change_log_writer.h"
 #include "protocol/change_log.h"
 
 namespace cli {

@@ -15,7 +15,7 @@
 
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
-#include "device/registry.h"
+#include "device/registry/registry.h"
 
 namespace cli {
 namespace {

@@ -13,8 +13,8 @@
 
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
-#include "device/file_name.h"
-#include "device/file_system.h"
+#include "device/fs/file_name.h"
+#include "device/fs/file_system.h"
 #include "platform/api.h"
 
 namespace cli {

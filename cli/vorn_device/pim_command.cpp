@@ -19,14 +19,14 @@
 
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
-#include "device/appointment_item.h"
-#include "device/change_log_writer.h"
 #include "device/device.h"
-#include "device/ole_date.h"
-#include "device/outlook_app.h"
-#include "device/pim_json.h"
-#include "device/record_value.h"
-#include "device/task_item.h"
+#include "device/kernel/ole_date.h"
+#include "device/objstore/record_value.h"
+#include "device/pim/appointment_item.h"
+#include "device/pim/change_log_writer.h"
+#include "device/pim/outlook_app.h"
+#include "device/pim/pim_json.h"
+#include "device/pim/task_item.h"
 
 namespace cli {
 namespace {

@@ -9,7 +9,7 @@
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
-#include "device/registry.h"
+#include "device/registry/registry.h"
 
 namespace cli {
 namespace {

@@ -21,9 +21,9 @@
 #include "agent/session/entry_point.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
-#include "device/byte_channel.h"
-#include "device/conversation.h"
 #include "device/device.h"
+#include "device/stream/byte_channel.h"
+#include "device/stream/conversation.h"
 
 namespace cli {
 namespace {

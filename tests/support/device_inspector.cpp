@@ -1,6 +1,6 @@
 #include "tests/support/device_inspector.h"
 
-#include "device/outlook_app.h"
+#include "device/pim/outlook_app.h"
 #include "platform/api.h"
 #include "protocol/contact_fields.h"
 

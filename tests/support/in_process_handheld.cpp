@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "agent/session/entry_point.h"
-#include "device/byte_channel.h"
-#include "device/conversation.h"
+#include "device/stream/byte_channel.h"
+#include "device/stream/conversation.h"
 #include "protocol/wire.h"
 
 namespace testing_support {

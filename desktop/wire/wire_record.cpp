@@ -1,0 +1,68 @@
+#include "desktop/wire/wire_record.h"
+
+#include "protocol/wire.h"
+
+namespace desktop {
+
+Result<WireRecord> WireRecord::Read(ReplyReader& reader,
+                                    const PropertyKindFn& layout) {
+  const std::size_t start = reader.offset();
+  Result<std::uint8_t> tag = reader.Byte("record header");
+  if (!tag.ok()) return tag.status();
+  Result<std::uint8_t> zero = reader.Byte("record header");
+  if (!zero.ok()) return zero.status();
+  if (*tag != 1 || *zero != 0) {
+    return Status::Error("not a record at offset " + std::to_string(start) +
+                         " (starts " + std::to_string(*tag) + ", " +
+                         std::to_string(*zero) + ")");
+  }
+  WireRecord record;
+  Result<std::uint32_t> oid = reader.U32("record object id");
+  if (!oid.ok()) return oid.status();
+  record.oid = *oid;
+  Result<std::uint8_t> count = reader.Byte("record property count");
+  if (!count.ok()) return count.status();
+  for (unsigned i = 0; i < *count; ++i) {
+    Result<std::uint32_t> id = reader.U32("property id");
+    if (!id.ok()) return id.status();
+    std::optional<PropertyKind> kind = layout(*id);
+    if (!kind) {
+      return Status::Error("record " + std::to_string(record.oid) +
+                           " has property " + std::to_string(*id) +
+                           ", unknown for this data type");
+    }
+    WireProperty property;
+    property.id = *id;
+    switch (*kind) {
+      case PropertyKind::kLong: {
+        Result<std::uint32_t> v = reader.U32("long property");
+        if (!v.ok()) return v.status();
+        property.value = *v;
+        break;
+      }
+      case PropertyKind::kString: {
+        Result<std::u16string> v = reader.String("string property");
+        if (!v.ok()) return v.status();
+        property.value = std::move(*v);
+        break;
+      }
+      case PropertyKind::kTime: {
+        Result<TimeRecord> v = reader.Time("time property");
+        if (!v.ok()) return v.status();
+        property.value = *v;
+        break;
+      }
+      case PropertyKind::kBlob: {
+        Result<std::vector<std::uint8_t>> v =
+            reader.Bytes(protocol::kRecurrenceBlockSize, "blob property");
+        if (!v.ok()) return v.status();
+        property.value = std::move(*v);
+        break;
+      }
+    }
+    record.properties.push_back(std::move(property));
+  }
+  return record;
+}
+
+}  // namespace desktop

@@ -1,0 +1,152 @@
+#include "device/pim/outlook_app.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "device/kernel/ole_date.h"
+#include "device/pim/appointment_item.h"
+#include "device/pim/contact_item.h"
+#include "device/pim/pim_folder.h"
+#include "device/pim/task_item.h"
+
+namespace device {
+
+OutlookApp::OutlookApp(DeviceContext& context, ObjectStore& store)
+    : context_(context), items_(store.records()) {
+  for (int type : {olContactItem, olAppointmentItem, olTaskItem}) {
+    items_.Database(type);
+  }
+}
+
+OutlookApp::~OutlookApp() {
+  pool_.clear();
+  for (BSTR text : strings_) delete[] text;
+}
+
+HRESULT OutlookApp::QueryInterface(REFIID iid, void** object) {
+  if (object == nullptr) return E_POINTER;
+  if (iid == IID_IPOutlookApp || iid == kIidUnknown || iid == kIidDispatch) {
+    AddRef();
+    *object = static_cast<IPOutlookApp*>(this);
+    return S_OK;
+  }
+  *object = nullptr;
+  return E_NOINTERFACE;
+}
+
+ULONG OutlookApp::AddRef() { return ++references_; }
+
+ULONG OutlookApp::Release() {
+  ULONG left = --references_;
+  if (left == 0) delete this;
+  return left;
+}
+
+HRESULT OutlookApp::Logon(LONG /*hwnd*/) {
+  if (context_.faults.IsSet("logon-fails")) return E_FAIL;
+  loggedOn_ = true;
+  return S_OK;
+}
+
+HRESULT OutlookApp::Logoff() {
+  loggedOn_ = false;
+  return S_OK;
+}
+
+HRESULT OutlookApp::GetDefaultFolder(int folder, IFolder** result) {
+  if (result == nullptr) return E_POINTER;
+  int type = 0;
+  switch (folder) {
+    case olFolderContacts:
+      type = olContactItem;
+      break;
+    case olFolderCalendar:
+      type = olAppointmentItem;
+      break;
+    case olFolderTasks:
+      type = olTaskItem;
+      break;
+    default:
+      *result = nullptr;
+      return E_INVALIDARG;
+  }
+  *result = Adopt(std::make_unique<PimFolder>(*this, type));
+  return S_OK;
+}
+
+IDispatch* OutlookApp::NewItem(int itemType, CEOID oid) {
+  switch (itemType) {
+    case olContactItem:
+      return Adopt(std::make_unique<ContactItem>(*this, oid));
+    case olAppointmentItem:
+      return Adopt(std::make_unique<AppointmentItem>(*this, oid));
+    case olTaskItem:
+      return Adopt(std::make_unique<TaskItem>(*this, oid));
+    default:
+      return nullptr;
+  }
+}
+
+HRESULT OutlookApp::CreateItem(int itemType, IDispatch** item) {
+  if (item == nullptr) return E_POINTER;
+  *item = NewItem(itemType, 0);
+  return *item != nullptr ? S_OK : E_INVALIDARG;
+}
+
+HRESULT OutlookApp::GetItemFromOid(LONG oid, IDispatch** item) {
+  if (item == nullptr) return E_POINTER;
+  std::optional<int> type = items_.ItemTypeOf(static_cast<CEOID>(oid));
+  if (oid == 0 || !type) {
+    *item = nullptr;
+    return E_INVALIDARG;
+  }
+  *item = NewItem(*type, static_cast<CEOID>(oid));
+  return S_OK;
+}
+
+HRESULT OutlookApp::SystemTimeToVariantTime(SYSTEMTIME* time, DATE* date) {
+  if (time == nullptr || date == nullptr) return E_INVALIDARG;
+  std::optional<double> value = SystemTimeToOleDate(*time);
+  if (!value) return E_INVALIDARG;
+  *date = *value;
+  return S_OK;
+}
+
+HRESULT OutlookApp::VariantTimeToSystemTime(DATE date, SYSTEMTIME* time) {
+  if (time == nullptr) return E_INVALIDARG;
+  std::optional<SYSTEMTIME> value = OleDateToSystemTime(date);
+  if (!value) return E_INVALIDARG;
+  *time = *value;
+  return S_OK;
+}
+
+BSTR OutlookApp::AllocString(std::u16string_view text) {
+  auto* copy = new WCHAR[text.size() + 1];
+  std::copy(text.begin(), text.end(), copy);
+  copy[text.size()] = 0;
+  strings_.insert(copy);
+  return copy;
+}
+
+HRESULT OutlookApp::SysFreeString(BSTR text) {
+  if (text == nullptr) return S_OK;
+  auto it = strings_.find(text);
+  if (it == strings_.end()) return E_INVALIDARG;
+  strings_.erase(it);
+  delete[] text;
+  return S_OK;
+}
+
+void OutlookApp::NotifyChange(int itemType, CEOID oid, int kind) {
+  if (changeHook_) changeHook_(itemType, oid, kind);
+}
+
+std::size_t OutlookApp::SweepReleasedItems() {
+  std::size_t before = pool_.size();
+  std::erase_if(pool_, [](const std::unique_ptr<PimObject>& object) {
+    return object->references() == 0;
+  });
+  return before - pool_.size();
+}
+
+}  // namespace device

@@ -1,0 +1,108 @@
+// The handheld's contacts, calendar and tasks application object.
+//
+// Items, folders and collections it hands out live in its pool: each comes
+// with one reference for the caller, Release returns the count left, and a
+// release past zero (which the agent makes on purpose) is counted, never a
+// second free. Their memory goes with the application or with
+// SweepReleasedItems(). Strings from getters are allocated here and
+// returned with SysFreeString.
+#ifndef VORN_DEVICE_PIM_OUTLOOK_APP_H_
+#define VORN_DEVICE_PIM_OUTLOOK_APP_H_
+
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "device/image/device_context.h"
+#include "device/objstore/object_store.h"
+#include "device/pim/pim_item_store.h"
+#include "device/pim/pim_object.h"
+#include "platform/pimstore.h"
+
+namespace device {
+
+class OutlookApp final : public IPOutlookApp {
+ public:
+  // Change kinds passed to the change hook.
+  static constexpr int kItemAdded = 1;
+  static constexpr int kItemChanged = 2;
+  static constexpr int kItemDeleted = 3;
+  using ChangeHook = std::function<void(int itemType, CEOID oid, int kind)>;
+
+  // The application starts with one reference for its creator and deletes
+  // itself on its last Release. The context and store outlive it. Creates
+  // the item databases when missing.
+  OutlookApp(DeviceContext& context, ObjectStore& store);
+  OutlookApp(const OutlookApp&) = delete;
+  OutlookApp& operator=(const OutlookApp&) = delete;
+
+  // IID_IPOutlookApp or IUnknown: this, with a new reference.
+  HRESULT QueryInterface(REFIID iid, void** object) override;
+  ULONG AddRef() override;
+  ULONG Release() override;
+
+  // E_FAIL when the fault "logon-fails" is set; the application works
+  // either way.
+  HRESULT Logon(LONG hwnd) override;
+  HRESULT Logoff() override;
+  // olFolderContacts, olFolderCalendar, olFolderTasks; others E_INVALIDARG.
+  HRESULT GetDefaultFolder(int folder, IFolder** result) override;
+  // A new, unsaved item (OID 0) of olContactItem, olAppointmentItem or
+  // olTaskItem; others E_INVALIDARG.
+  HRESULT CreateItem(int itemType, IDispatch** item) override;
+  // The item whose record is `oid`, of the kind its database says;
+  // E_INVALIDARG when `oid` is no item.
+  HRESULT GetItemFromOid(LONG oid, IDispatch** item) override;
+  // E_INVALIDARG for a time or date out of range (see ole_date.h).
+  HRESULT SystemTimeToVariantTime(SYSTEMTIME* time, DATE* date) override;
+  HRESULT VariantTimeToSystemTime(DATE date, SYSTEMTIME* time) override;
+  // Frees a string of a getter; null is fine; a string not from here is
+  // refused with E_INVALIDARG and left alone.
+  HRESULT SysFreeString(BSTR text) override;
+
+  // Called after every successful save and delete of an item.
+  void SetChangeHook(ChangeHook hook) { changeHook_ = std::move(hook); }
+  // Releases made on objects whose count was already zero.
+  int overReleaseCount() const { return overReleases_; }
+  // Frees the pooled objects whose count is zero; returns how many.
+  std::size_t SweepReleasedItems();
+  // Pooled objects, released or not.
+  std::size_t pooledCount() const { return pool_.size(); }
+  // Strings handed out and not yet freed.
+  std::size_t liveStringCount() const { return strings_.size(); }
+
+  // For the pooled objects.
+  void NoteOverRelease() { ++overReleases_; }
+  BSTR AllocString(std::u16string_view text);
+  void NotifyChange(int itemType, CEOID oid, int kind);
+  PimItemStore& items() { return items_; }
+  DeviceContext& context() { return context_; }
+  // Takes `object` into the pool and returns it.
+  template <typename T>
+  T* Adopt(std::unique_ptr<T> object) {
+    T* raw = object.get();
+    pool_.push_back(std::move(object));
+    return raw;
+  }
+  // A new item of `itemType` (loaded from `oid` unless it is 0), pooled, as
+  // IDispatch; null for an unknown type.
+  IDispatch* NewItem(int itemType, CEOID oid);
+
+ private:
+  ~OutlookApp();
+
+  DeviceContext& context_;
+  PimItemStore items_;
+  ULONG references_ = 1;
+  int overReleases_ = 0;
+  bool loggedOn_ = false;
+  ChangeHook changeHook_;
+  std::vector<std::unique_ptr<PimObject>> pool_;
+  std::unordered_set<BSTR> strings_;
+};
+
+}  // namespace device
+
+#endif  // VORN_DEVICE_PIM_OUTLOOK_APP_H_
