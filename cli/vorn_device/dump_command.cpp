@@ -4,17 +4,18 @@
 //  "tables": {TABLE: [{COLUMN: VALUE, ...}, ...], ...},   every table
 //  "registry": [{"key", "name", "type", "value"}, ...]}    decoded
 // Blobs are lowercase hex strings; registry values are shown as
-// `vorn-device reg get` prints them.
+// `vorn-device reg get` prints them. Every name and value is written by
+// nlohmann-json; only the line layout is set here.
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <iostream>
 #include <string>
 
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
+#include "device/image/utf8.h"
+#include "device/pim/pim_json.h"
 #include "device/registry/registry.h"
 
 namespace cli {
@@ -27,37 +28,17 @@ constexpr char kHelp[] =
     "image as an array of row objects (blobs as hex strings) under\n"
     "\"tables\", and the registry decoded under \"registry\".\n";
 
+// One JSON value (a member name, a string, a number) as nlohmann-json
+// writes it; the layout around the values is this command's own.
+std::string Token(const device::PimJson::Json& value) {
+  return device::PimJson::Write(value);
+}
+
+// Text as the image keeps it, as a JSON string: UTF-8 in which an unpaired
+// surrogate of the handheld's UTF-16 has its three-byte form, written with
+// U+FFFD in its place so that the output is valid UTF-8.
 std::string Quote(std::string_view text) {
-  std::string out = "\"";
-  for (char c : text) {
-    auto byte = static_cast<unsigned char>(c);
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        if (byte < 0x20 || byte == 0x7F) {
-          char escaped[8];
-          std::snprintf(escaped, sizeof(escaped), "\\u%04x", byte);
-          out += escaped;
-        } else {
-          out.push_back(c);
-        }
-    }
-  }
-  return out + "\"";
+  return Token(device::Utf16ToValidUtf8(device::Utf8ToUtf16(text)));
 }
 
 std::string Hex(const unsigned char* bytes, int size) {
@@ -73,25 +54,21 @@ std::string Hex(const unsigned char* bytes, int size) {
 std::string ColumnJson(sqlite3_stmt* row, int column) {
   switch (sqlite3_column_type(row, column)) {
     case SQLITE_INTEGER:
-      return std::to_string(sqlite3_column_int64(row, column));
-    case SQLITE_FLOAT: {
-      double value = sqlite3_column_double(row, column);
-      if (!std::isfinite(value)) return "null";
-      char text[32];
-      std::snprintf(text, sizeof(text), "%.17g", value);
-      return text;
-    }
+      return Token(sqlite3_column_int64(row, column));
+    case SQLITE_FLOAT:
+      // Not a number and the infinities are written as null.
+      return Token(sqlite3_column_double(row, column));
     case SQLITE_TEXT: {
       const auto* text =
           reinterpret_cast<const char*>(sqlite3_column_text(row, column));
       return Quote(std::string_view(text, sqlite3_column_bytes(row, column)));
     }
     case SQLITE_BLOB:
-      return Quote(Hex(
+      return Token(Hex(
           static_cast<const unsigned char*>(sqlite3_column_blob(row, column)),
           sqlite3_column_bytes(row, column)));
     default:
-      return "null";
+      return Token(nullptr);
   }
 }
 
