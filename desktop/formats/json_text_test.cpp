@@ -91,6 +91,12 @@ TEST(JsonTextTest, ErrorAtTheEndNamesTheLastLine) {
       << empty.status().message();
 }
 
+TEST(JsonTextTest, NumberTooLargeIsOneLineError) {
+  Result<Json> value = JsonText::Parse("{\"oid\": 1e999}");
+  ASSERT_FALSE(value.ok());
+  EXPECT_EQ(value.status().message(), "JSON: number overflow parsing '1e999'");
+}
+
 TEST(JsonTextTest, UnclosedDeepNestingFails) {
   std::string deep(100000, '[');
   EXPECT_FALSE(JsonText::Parse(deep).ok());
