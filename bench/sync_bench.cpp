@@ -31,7 +31,7 @@
 #include <vector>
 
 #include "agent/session/entry_point.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 #include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/sync_engine.h"
 #include "desktop/transport/sync_counting_stream.h"
@@ -407,26 +407,19 @@ int main(int argc, char** argv) {
       headline->full.seconds;
   double ratio = large.incremental.seconds / small.incremental.seconds;
 
-  desktop::JsonValue out = desktop::JsonValue::MakeObject();
-  out.Set("edits", desktop::JsonValue(static_cast<std::int64_t>(edits)));
-  out.Set("full_mirror_contacts",
-          desktop::JsonValue(static_cast<std::int64_t>(headline->size)));
-  out.Set("full_mirror_contacts_per_second", desktop::JsonValue(full_rate));
-  out.Set("full_mirror_reply_mb_per_second", desktop::JsonValue(reply_mbps));
-  out.Set("raw_loopback_mb_per_second",
-          desktop::JsonValue(headline->raw_mb_per_second));
-  out.Set("reply_to_raw_ratio",
-          desktop::JsonValue(reply_mbps / headline->raw_mb_per_second));
-  out.Set("incremental_small_contacts",
-          desktop::JsonValue(static_cast<std::int64_t>(small.size)));
-  out.Set("incremental_small_seconds",
-          desktop::JsonValue(small.incremental.seconds));
-  out.Set("incremental_large_contacts",
-          desktop::JsonValue(static_cast<std::int64_t>(large.size)));
-  out.Set("incremental_large_seconds",
-          desktop::JsonValue(large.incremental.seconds));
-  out.Set("incremental_ratio", desktop::JsonValue(ratio));
-  out.Set("incremental_ratio_ok", desktop::JsonValue(ratio < 2.0));
+  desktop::Json out = desktop::Json::object();
+  out["edits"] = edits;
+  out["full_mirror_contacts"] = headline->size;
+  out["full_mirror_contacts_per_second"] = full_rate;
+  out["full_mirror_reply_mb_per_second"] = reply_mbps;
+  out["raw_loopback_mb_per_second"] = headline->raw_mb_per_second;
+  out["reply_to_raw_ratio"] = reply_mbps / headline->raw_mb_per_second;
+  out["incremental_small_contacts"] = small.size;
+  out["incremental_small_seconds"] = small.incremental.seconds;
+  out["incremental_large_contacts"] = large.size;
+  out["incremental_large_seconds"] = large.incremental.seconds;
+  out["incremental_ratio"] = ratio;
+  out["incremental_ratio_ok"] = ratio < 2.0;
   std::printf(
       "incremental mirror after %u edits: %.4f s at %u contacts, "
       "%.4f s at %u contacts, ratio %.2f\n",
@@ -435,6 +428,6 @@ int main(int argc, char** argv) {
   for (const std::string& dir : g_temporaries) {
     std::filesystem::remove_all(dir);
   }
-  std::printf("%s\n", out.Serialize(0).c_str());
+  std::printf("%s\n", desktop::JsonText::Write(out, 0).c_str());
   return 0;
 }

@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -154,8 +154,7 @@ class SyncTest : public ::testing::Test {
 
   // Runs `vorn --image IMAGE sync DIR --json` (or over `device`) and
   // returns its summary; null when it failed.
-  desktop::JsonValue Sync(const std::string& device = "",
-                          int expected_exit = 0) {
+  desktop::Json Sync(const std::string& device = "", int expected_exit = 0) {
     std::vector<std::string> args = {"vorn"};
     if (device.empty()) {
       args.insert(args.end(), {"--image", image_});
@@ -166,16 +165,15 @@ class SyncTest : public ::testing::Test {
     ProgramResult r = RunProgram(args);
     EXPECT_EQ(r.exitCode, expected_exit) << r.err;
     if (r.exitCode != 0) return {};
-    auto json = desktop::JsonValue::Parse(r.outText());
+    auto json = desktop::JsonText::Parse(r.outText());
     EXPECT_TRUE(json.ok()) << r.outText();
-    return json.ok() ? *json : desktop::JsonValue();
+    return json.ok() ? *json : desktop::Json();
   }
 
-  static std::int64_t Number(const desktop::JsonValue& summary,
-                             const char* key) {
-    const desktop::JsonValue* value = summary.Find(key);
-    return value && value->is_number()
-               ? static_cast<std::int64_t>(value->as_number())
+  static std::int64_t Number(const desktop::Json& summary, const char* key) {
+    auto value = summary.find(key);
+    return value != summary.end() && value->is_number()
+               ? value->get<std::int64_t>()
                : -1;
   }
 
@@ -220,17 +218,17 @@ TEST_F(SyncTest, MirrorFollowsAddsChangesAndDeletesOnTheHandheld) {
       Add(R"({"FirstName":"Bo","Email1Address":"bo@example.org"})");
   std::string cy = Add(R"({"CompanyName":"Cy Works","Body":"two\r\nlines"})");
 
-  desktop::JsonValue first = Sync();
-  EXPECT_TRUE(first.Find("full")->as_bool());
-  EXPECT_TRUE(first.Find("contract_added")->as_bool());
+  desktop::Json first = Sync();
+  EXPECT_TRUE(first.at("full").get<bool>());
+  EXPECT_TRUE(first.at("contract_added").get<bool>());
   EXPECT_EQ(Number(first, "added"), 3);
   ExpectMirrorMatches();
 
   std::string dee = Add(R"({"FirstName":"Dee"})");
   Set(bo, R"({"JobTitle":"Pilot"})");
   Delete(cy);
-  desktop::JsonValue second = Sync();
-  EXPECT_FALSE(second.Find("full")->as_bool());
+  desktop::Json second = Sync();
+  EXPECT_FALSE(second.at("full").get<bool>());
   EXPECT_EQ(Number(second, "added"), 1);
   EXPECT_EQ(Number(second, "changed"), 1);
   EXPECT_EQ(Number(second, "deleted"), 1);
@@ -243,12 +241,12 @@ TEST_F(SyncTest, MirrorFollowsAddsChangesAndDeletesOnTheHandheld) {
   Set(dee, R"({"LastName":"Doe"})");
   Delete(dee);
   Set(ann, R"({"LastName":"Lee-Smith"})");
-  desktop::JsonValue third = Sync();
+  desktop::Json third = Sync();
   EXPECT_EQ(Number(third, "deleted"), 1);
   EXPECT_EQ(Number(third, "changed"), 1);
   ExpectMirrorMatches();
 
-  desktop::JsonValue idle = Sync();
+  desktop::Json idle = Sync();
   EXPECT_EQ(Number(idle, "records_fetched"), 0);
   EXPECT_EQ(Number(idle, "deleted"), 0);
   ExpectMirrorMatches();
@@ -264,9 +262,9 @@ TEST_F(SyncTest, KilledRunsAreRepeatedWithoutLosingAChange) {
   setenv("VORN_SYNC_STOP_AFTER_RECORDS", "2", 1);
   Sync("", 3);
   unsetenv("VORN_SYNC_STOP_AFTER_RECORDS");
-  desktop::JsonValue first = Sync();
-  EXPECT_TRUE(first.Find("full")->as_bool());
-  EXPECT_EQ(first.Find("full_reason")->as_string(),
+  desktop::Json first = Sync();
+  EXPECT_TRUE(first.at("full").get<bool>());
+  EXPECT_EQ(first.at("full_reason").get<std::string>(),
             "the last full mirror did not finish");
   ExpectMirrorMatches();
 
@@ -279,8 +277,8 @@ TEST_F(SyncTest, KilledRunsAreRepeatedWithoutLosingAChange) {
   // More edits after the killed run: the next run catches up with both.
   Add(R"({"FirstName":"Late"})");
   Delete(oids[3]);
-  desktop::JsonValue next = Sync();
-  EXPECT_FALSE(next.Find("full")->as_bool());
+  desktop::Json next = Sync();
+  EXPECT_FALSE(next.at("full").get<bool>());
   // The killed run had removed the card of oids[2] already (removals need
   // no fetch); its mark did not move, so this run sees that deletion again
   // and finds nothing left to remove.
@@ -298,7 +296,7 @@ TEST_F(SyncTest, ConversationsCutAtAnyByteLeaveTheMirrorRecoverable) {
   ASSERT_FALSE(server.address().empty()) << server.err();
   int port =
       std::stoi(server.address().substr(server.address().rfind(':') + 1));
-  desktop::JsonValue first = Sync(server.address());
+  desktop::Json first = Sync(server.address());
   ASSERT_TRUE(first.is_object());
   ExpectMirrorMatches();
 
@@ -319,7 +317,7 @@ TEST_F(SyncTest, ConversationsCutAtAnyByteLeaveTheMirrorRecoverable) {
     Delete(oids[1]);
   };
   edit("probe");
-  desktop::JsonValue probe = Sync(server.address());
+  desktop::Json probe = Sync(server.address());
   ASSERT_TRUE(probe.is_object());
   std::size_t total = static_cast<std::size_t>(Number(probe, "bytes_received"));
   ASSERT_GT(total, 120u);
@@ -340,7 +338,7 @@ TEST_F(SyncTest, ConversationsCutAtAnyByteLeaveTheMirrorRecoverable) {
         EXPECT_NE(cut.exitCode, 0) << cut.outText();
       }
     }
-    desktop::JsonValue done = Sync(server.address());
+    desktop::Json done = Sync(server.address());
     EXPECT_TRUE(done.is_object());
     ExpectMirrorMatches();
   }
@@ -355,13 +353,13 @@ TEST_F(SyncTest, ContractsAreListedConfirmedAndRemoved) {
   ProgramResult list =
       RunProgram({"vorn", "--image", image_, "contracts", "--json"});
   ASSERT_EQ(list.exitCode, 0) << list.err;
-  auto json = desktop::JsonValue::Parse(list.outText());
+  auto json = desktop::JsonText::Parse(list.outText());
   ASSERT_TRUE(json.ok() && json->is_array()) << list.outText();
-  ASSERT_EQ(json->as_array().size(), 1u);
-  const desktop::JsonValue& entry = json->as_array()[0];
-  EXPECT_EQ(entry.Find("partner")->as_string(), "desk-a");
-  EXPECT_TRUE(entry.Find("confirmed")->as_bool());
-  EXPECT_EQ(entry.Find("directory")->as_string(),
+  ASSERT_EQ(json->size(), 1u);
+  const desktop::Json& entry = (*json)[0];
+  EXPECT_EQ(entry.at("partner").get<std::string>(), "desk-a");
+  EXPECT_TRUE(entry.at("confirmed").get<bool>());
+  EXPECT_EQ(entry.at("directory").get<std::string>(),
             std::filesystem::canonical(dir_).string());
 
   ProgramResult rm =
@@ -373,9 +371,9 @@ TEST_F(SyncTest, ContractsAreListedConfirmedAndRemoved) {
       << list.outText();
 
   // The state file still names desk-a, which the handheld no longer has.
-  desktop::JsonValue again = Sync();
-  EXPECT_TRUE(again.Find("full")->as_bool());
-  EXPECT_EQ(again.Find("partner")->as_string(), "desk-a");
+  desktop::Json again = Sync();
+  EXPECT_TRUE(again.at("full").get<bool>());
+  EXPECT_EQ(again.at("partner").get<std::string>(), "desk-a");
   ExpectMirrorMatches();
 }
 

@@ -4,7 +4,7 @@
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/base/utf16.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 #include "desktop/sync/sync_contract_registry.h"
 
 namespace vorn_cli {
@@ -23,7 +23,7 @@ constexpr char kHelp[] =
     "rm NAME deletes the contract NAME on the handheld (DeleteContract) and\n"
     "forgets it here; the next sync of its directory mirrors everything.\n";
 
-using desktop::JsonValue;
+using desktop::Json;
 using desktop::SyncContractRegistry;
 
 int List(const CommandLine& line, SyncContractRegistry& registry) {
@@ -34,7 +34,7 @@ int List(const CommandLine& line, SyncContractRegistry& registry) {
   if (!machine16.ok()) return Fail(machine16.status().message());
   std::string machine = desktop::Utf16ToUtf8(*machine16);
 
-  JsonValue list = JsonValue::MakeArray();
+  Json list = Json::array();
   std::vector<std::string> confirmed;
   for (const auto& entry : registry.entries()) {
     std::string answer = "other handheld";
@@ -51,17 +51,17 @@ int List(const CommandLine& line, SyncContractRegistry& registry) {
   const auto& entries = registry.entries();
   if (line.json) {
     for (std::size_t i = 0; i < entries.size(); ++i) {
-      JsonValue item = JsonValue::MakeObject();
-      item.Set("partner", JsonValue(entries[i].partner));
-      item.Set("machine_id", JsonValue(entries[i].machine_id));
-      item.Set("directory", JsonValue(entries[i].directory));
-      item.Set("last_run", JsonValue(entries[i].last_run));
-      item.Set("confirmed", confirmed[i] == "other handheld"
-                                ? JsonValue()
-                                : JsonValue(confirmed[i] == "yes"));
-      list.Push(std::move(item));
+      Json item = Json::object();
+      item["partner"] = entries[i].partner;
+      item["machine_id"] = entries[i].machine_id;
+      item["directory"] = entries[i].directory;
+      item["last_run"] = entries[i].last_run;
+      item["confirmed"] = confirmed[i] == "other handheld"
+                              ? Json()
+                              : Json(confirmed[i] == "yes");
+      list.push_back(std::move(item));
     }
-    std::printf("%s\n", list.Serialize().c_str());
+    std::printf("%s\n", desktop::JsonText::Write(list).c_str());
     return 0;
   }
   if (entries.empty()) {
@@ -100,11 +100,11 @@ int Remove(const CommandLine& line, SyncContractRegistry& registry,
     if (auto s = registry.Save(); !s.ok()) return Fail(s.message());
   }
   if (line.json) {
-    JsonValue out = JsonValue::MakeObject();
-    out.Set("partner", JsonValue(name));
-    out.Set("was_on_handheld", JsonValue(*existed));
-    out.Set("forgotten", JsonValue(forgotten > 0));
-    std::printf("%s\n", out.Serialize(0).c_str());
+    Json out = Json::object();
+    out["partner"] = name;
+    out["was_on_handheld"] = *existed;
+    out["forgotten"] = forgotten > 0;
+    std::printf("%s\n", desktop::JsonText::Write(out, 0).c_str());
   } else {
     std::printf("%s contract %s%s\n",
                 *existed ? "deleted" : "the handheld had no", name.c_str(),

@@ -3,7 +3,7 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace vorn_cli {
 
@@ -27,10 +27,10 @@ int RunCount(const CommandLine& line) {
   if (!count.ok()) return Fail(count.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("type", desktop::JsonValue(DataTypeName(*type)));
-    out.Set("count", desktop::JsonValue(*count));
-    std::printf("%s\n", out.Serialize().c_str());
+    desktop::Json out = desktop::Json::object();
+    out["type"] = DataTypeName(*type);
+    out["count"] = *count;
+    std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     std::printf("%u\n", *count);
   }

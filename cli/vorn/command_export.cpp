@@ -9,7 +9,7 @@
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/formats/contact.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 #include "desktop/formats/vcard.h"
 
 namespace vorn_cli {
@@ -98,14 +98,13 @@ int RunExport(const CommandLine& line) {
   }
   failed += batch->missing.size();
   if (line.json) {
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("directory", desktop::JsonValue(dir));
-    out.Set("exported", desktop::JsonValue(static_cast<std::int64_t>(written)));
-    out.Set("without_name",
-            desktop::JsonValue(static_cast<std::int64_t>(unnamed)));
-    out.Set("failed", desktop::JsonValue(static_cast<std::int64_t>(failed)));
-    out.Set("bytes", desktop::JsonValue(static_cast<std::int64_t>(bytes)));
-    std::printf("%s\n", out.Serialize().c_str());
+    desktop::Json out = desktop::Json::object();
+    out["directory"] = dir;
+    out["exported"] = written;
+    out["without_name"] = unnamed;
+    out["failed"] = failed;
+    out["bytes"] = bytes;
+    std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     std::printf("exported %zu contact%s to %s (%llu bytes", written,
                 written == 1 ? "" : "s", dir.c_str(),

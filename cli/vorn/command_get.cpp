@@ -48,23 +48,23 @@ int GetRaw(const CommandLine& line, protocol::DataType type,
            const std::vector<std::uint32_t>& oids) {
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
-  desktop::JsonValue out = desktop::JsonValue::MakeArray();
+  desktop::Json out = desktop::Json::array();
   for (std::uint32_t oid : oids) {
     desktop::RequestBuilder request(protocol::Command::kGetRecord, type);
     request.U32(oid);
     auto reply = (*session)->client().Exchange(request.packet());
     if (!reply.ok()) return Fail(reply.status().message());
     if (line.json) {
-      desktop::JsonValue item = desktop::JsonValue::MakeObject();
-      item.Set("oid", desktop::JsonValue(oid));
-      item.Set("reply", desktop::JsonValue(ToHex(*reply)));
-      out.Push(std::move(item));
+      desktop::Json item = desktop::Json::object();
+      item["oid"] = oid;
+      item["reply"] = ToHex(*reply);
+      out.push_back(std::move(item));
     } else {
       std::printf("%u: %s\n", oid, ToHex(*reply).c_str());
     }
   }
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
-  if (line.json) std::printf("%s\n", out.Serialize().c_str());
+  if (line.json) std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   return 0;
 }
 
@@ -99,7 +99,7 @@ int RunGet(const CommandLine& line) {
   if (!batch.ok()) return Fail(batch.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
 
-  desktop::JsonValue out = desktop::JsonValue::MakeArray();
+  desktop::Json out = desktop::Json::array();
   int status = 0;
   for (const desktop::WireRecord& record : batch->records) {
     auto contact = desktop::Contact::FromWireRecord(record);
@@ -108,14 +108,14 @@ int RunGet(const CommandLine& line) {
       continue;
     }
     if (line.json) {
-      out.Push(desktop::ContactJson::ToJson(*contact));
+      out.push_back(desktop::ContactJson::ToJson(*contact));
     } else if (line.Flag("--vcard")) {
       std::fputs(desktop::VCard::Write(*contact).c_str(), stdout);
     } else {
       PrintContact(*contact);
     }
   }
-  if (line.json) std::printf("%s\n", out.Serialize().c_str());
+  if (line.json) std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   for (std::uint32_t oid : batch->missing) {
     status = Fail("the handheld has no contact " + std::to_string(oid));
   }

@@ -4,7 +4,7 @@
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/base/utf16.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace vorn_cli {
 
@@ -29,10 +29,10 @@ int RunInfo(const CommandLine& line) {
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   std::string machine = desktop::Utf16ToUtf8(*id);
   if (line.json) {
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("machine_id", desktop::JsonValue(machine));
-    out.Set("mapi", desktop::JsonValue(*mapi));
-    std::printf("%s\n", out.Serialize().c_str());
+    desktop::Json out = desktop::Json::object();
+    out["machine_id"] = machine;
+    out["mapi"] = *mapi;
+    std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     std::printf("machine id:  %s\n",
                 machine.empty() ? "(none)" : machine.c_str());

@@ -3,7 +3,7 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace vorn_cli {
 
@@ -26,13 +26,13 @@ int RunLs(const CommandLine& line) {
   if (!list.ok()) return Fail(list.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
-    desktop::JsonValue oids = desktop::JsonValue::MakeArray();
-    for (std::uint32_t oid : list->oids) oids.Push(desktop::JsonValue(oid));
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("type", desktop::JsonValue(DataTypeName(*type)));
-    out.Set("complete", desktop::JsonValue(list->header.complete));
-    out.Set("oids", std::move(oids));
-    std::printf("%s\n", out.Serialize().c_str());
+    desktop::Json oids = desktop::Json::array();
+    for (std::uint32_t oid : list->oids) oids.push_back(oid);
+    desktop::Json out = desktop::Json::object();
+    out["type"] = DataTypeName(*type);
+    out["complete"] = list->header.complete;
+    out["oids"] = std::move(oids);
+    std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     for (std::uint32_t oid : list->oids) std::printf("%u\n", oid);
   }

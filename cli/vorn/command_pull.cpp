@@ -6,7 +6,7 @@
 #include "cli/vorn/progress_line.h"
 #include "cli/vorn/session.h"
 #include "desktop/base/utf16.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace vorn_cli {
 
@@ -54,11 +54,10 @@ int RunPull(const CommandLine& line) {
              static_cast<std::streamsize>(data.size()));
   if (!file.flush()) return Fail("cannot write " + host_path);
   if (line.json) {
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("host_file", desktop::JsonValue(host_path));
-    out.Set("bytes",
-            desktop::JsonValue(static_cast<std::int64_t>(data.size())));
-    std::printf("%s\n", out.Serialize().c_str());
+    desktop::Json out = desktop::Json::object();
+    out["host_file"] = host_path;
+    out["bytes"] = data.size();
+    std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     std::printf("pulled %zu bytes to %s\n", data.size(), host_path.c_str());
   }

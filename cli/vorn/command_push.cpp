@@ -7,7 +7,7 @@
 #include "cli/vorn/progress_line.h"
 #include "cli/vorn/session.h"
 #include "desktop/base/utf16.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace vorn_cli {
 
@@ -64,10 +64,10 @@ int RunPush(const CommandLine& line) {
   } while (done < data.size());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("device_path", desktop::JsonValue(line.args[1]));
-    out.Set("bytes", desktop::JsonValue(static_cast<std::int64_t>(done)));
-    std::printf("%s\n", out.Serialize().c_str());
+    desktop::Json out = desktop::Json::object();
+    out["device_path"] = line.args[1];
+    out["bytes"] = done;
+    std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     std::printf("pushed %zu bytes to %s\n", done, line.args[1].c_str());
   }

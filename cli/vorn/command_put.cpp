@@ -50,7 +50,7 @@ int RunPut(const CommandLine& line) {
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
   desktop::HandheldClient& client = (*session)->client();
-  desktop::JsonValue out = desktop::JsonValue::MakeArray();
+  desktop::Json out = desktop::Json::array();
   int status = 0;
   std::uint32_t serial = 0;
   for (const desktop::Contact& contact : *contacts) {
@@ -73,18 +73,18 @@ int RunPut(const CommandLine& line) {
       continue;
     }
     if (line.json) {
-      desktop::JsonValue item = desktop::JsonValue::MakeObject();
-      item.Set("oid", desktop::JsonValue(written->oid));
-      item.Set("action", desktop::JsonValue(update ? "updated" : "added"));
-      item.Set("name", desktop::JsonValue(name));
-      out.Push(std::move(item));
+      desktop::Json item = desktop::Json::object();
+      item["oid"] = written->oid;
+      item["action"] = update ? "updated" : "added";
+      item["name"] = name;
+      out.push_back(std::move(item));
     } else {
       std::printf("%s %u %s\n", update ? "updated" : "added", written->oid,
                   name.c_str());
     }
   }
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
-  if (line.json) std::printf("%s\n", out.Serialize().c_str());
+  if (line.json) std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   return status;
 }
 

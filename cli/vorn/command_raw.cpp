@@ -4,7 +4,7 @@
 #include "cli/vorn/commands.h"
 #include "cli/vorn/hex.h"
 #include "cli/vorn/session.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace vorn_cli {
 
@@ -36,7 +36,7 @@ int RunRaw(const CommandLine& line) {
   }
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
-  desktop::JsonValue replies = desktop::JsonValue::MakeArray();
+  desktop::Json replies = desktop::Json::array();
   for (const auto& packet : packets) {
     auto reply = (*session)->client().Exchange(packet);
     if (!reply.ok()) {
@@ -45,14 +45,14 @@ int RunRaw(const CommandLine& line) {
       return Fail(reply.status().message());
     }
     if (line.json) {
-      replies.Push(desktop::JsonValue(ToHex(*reply)));
+      replies.push_back(ToHex(*reply));
     } else {
       std::printf("%s\n", ToHex(*reply).c_str());
       std::fflush(stdout);
     }
     if (packet[0] == 1) (*session)->MarkEnded();
   }
-  if (line.json) std::printf("%s\n", replies.Serialize().c_str());
+  if (line.json) std::printf("%s\n", desktop::JsonText::Write(replies).c_str());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   return 0;
 }

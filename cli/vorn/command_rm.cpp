@@ -4,7 +4,7 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace vorn_cli {
 
@@ -34,11 +34,11 @@ int RunRm(const CommandLine& line) {
   if (!deleted.ok()) return Fail(deleted.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
-    desktop::JsonValue list = desktop::JsonValue::MakeArray();
-    for (std::uint32_t oid : *deleted) list.Push(desktop::JsonValue(oid));
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("deleted", std::move(list));
-    std::printf("%s\n", out.Serialize().c_str());
+    desktop::Json list = desktop::Json::array();
+    for (std::uint32_t oid : *deleted) list.push_back(oid);
+    desktop::Json out = desktop::Json::object();
+    out["deleted"] = std::move(list);
+    std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     for (std::uint32_t oid : *deleted) std::printf("deleted %u\n", oid);
   }

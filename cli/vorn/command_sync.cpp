@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "cli/vorn/commands.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 #include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/sync_contract_registry.h"
 #include "desktop/sync/sync_engine.h"
@@ -117,8 +117,6 @@ void Remember(const desktop::SyncSummary& summary, const std::string& dir) {
   }
 }
 
-std::int64_t I(std::uint64_t value) { return static_cast<std::int64_t>(value); }
-
 }  // namespace
 
 int RunSync(const CommandLine& line) {
@@ -173,21 +171,21 @@ int RunSync(const CommandLine& line) {
 
   const desktop::SyncSummary& s = *summary;
   if (line.json) {
-    desktop::JsonValue out = desktop::JsonValue::MakeObject();
-    out.Set("directory", desktop::JsonValue(path));
-    out.Set("partner", desktop::JsonValue(s.partner));
-    out.Set("machine_id", desktop::JsonValue(s.machine_id));
-    out.Set("full", desktop::JsonValue(s.full));
-    out.Set("full_reason", desktop::JsonValue(s.full_reason));
-    out.Set("contract_added", desktop::JsonValue(s.contract_added));
-    out.Set("added", desktop::JsonValue(I(s.added)));
-    out.Set("changed", desktop::JsonValue(I(s.changed)));
-    out.Set("deleted", desktop::JsonValue(I(s.deleted)));
-    out.Set("unchanged", desktop::JsonValue(I(s.unchanged)));
-    out.Set("records_fetched", desktop::JsonValue(I(s.records_fetched)));
-    out.Set("bytes_received", desktop::JsonValue(I(s.bytes_received)));
-    out.Set("seconds", desktop::JsonValue(s.seconds));
-    std::printf("%s\n", out.Serialize(0).c_str());
+    desktop::Json out = desktop::Json::object();
+    out["directory"] = path;
+    out["partner"] = s.partner;
+    out["machine_id"] = s.machine_id;
+    out["full"] = s.full;
+    out["full_reason"] = s.full_reason;
+    out["contract_added"] = s.contract_added;
+    out["added"] = s.added;
+    out["changed"] = s.changed;
+    out["deleted"] = s.deleted;
+    out["unchanged"] = s.unchanged;
+    out["records_fetched"] = s.records_fetched;
+    out["bytes_received"] = s.bytes_received;
+    out["seconds"] = s.seconds;
+    std::printf("%s\n", desktop::JsonText::Write(out, 0).c_str());
   } else {
     std::printf(
         "%s %s (%s): added %llu, changed %llu, deleted %llu; "

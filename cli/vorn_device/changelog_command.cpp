@@ -11,6 +11,7 @@
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
 #include "device/pim/change_log_writer.h"
+#include "device/pim/pim_json.h"
 #include "protocol/change_log.h"
 
 namespace cli {
@@ -145,12 +146,16 @@ std::string Listing(const std::vector<device::ChangeLogWriter::Entry>& entries,
     }
     return out.str();
   }
+  // One array, one entry per line.
   out << "[";
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const auto& entry = entries[i];
-    out << (i == 0 ? "\n" : ",\n") << "{\"seq\":" << entry.sequence
-        << ",\"oid\":" << entry.oid << ",\"kind\":" << entry.kind
-        << ",\"change\":\"" << KindName(entry.kind) << "\"}";
+    device::PimJson::Json object = device::PimJson::Json::object();
+    object["seq"] = entry.sequence;
+    object["oid"] = entry.oid;
+    object["kind"] = entry.kind;
+    object["change"] = KindName(entry.kind);
+    out << (i == 0 ? "\n" : ",\n") << device::PimJson::Write(object);
   }
   out << (entries.empty() ? "]\n" : "\n]\n");
   return out.str();

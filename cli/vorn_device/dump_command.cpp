@@ -4,17 +4,18 @@
 //  "tables": {TABLE: [{COLUMN: VALUE, ...}, ...], ...},   every table
 //  "registry": [{"key", "name", "type", "value"}, ...]}    decoded
 // Blobs are lowercase hex strings; registry values are shown as
-// `vorn-device reg get` prints them.
+// `vorn-device reg get` prints them. Every name and value is written by
+// nlohmann-json; only the line layout is set here.
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <iostream>
 #include <string>
 
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
+#include "device/image/utf8.h"
+#include "device/pim/pim_json.h"
 #include "device/registry/registry.h"
 
 namespace cli {
@@ -27,37 +28,39 @@ constexpr char kHelp[] =
     "image as an array of row objects (blobs as hex strings) under\n"
     "\"tables\", and the registry decoded under \"registry\".\n";
 
-std::string Quote(std::string_view text) {
-  std::string out = "\"";
-  for (char c : text) {
-    auto byte = static_cast<unsigned char>(c);
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        if (byte < 0x20 || byte == 0x7F) {
-          char escaped[8];
-          std::snprintf(escaped, sizeof(escaped), "\\u%04x", byte);
-          out += escaped;
-        } else {
-          out.push_back(c);
-        }
-    }
+using Json = device::PimJson::Json;
+
+// Text as the image keeps it (UTF-8 in which an unpaired surrogate of the
+// handheld's UTF-16 has its three-byte form) as a JSON string, with U+FFFD
+// in place of such a surrogate so that the output is valid UTF-8.
+Json Text(std::string_view text) {
+  return device::Utf16ToValidUtf8(device::Utf8ToUtf16(text));
+}
+
+// The dump's layout of `value`, written by nlohmann-json piece by piece:
+// an object or array holding objects or arrays has one member per line,
+// indented two spaces a level; one holding plain values stays on one line,
+// {"name": "x", "size": 2}, so that a table row is one line.
+void Layout(const Json& value, std::size_t depth, std::string& out) {
+  if (!value.is_structured() || value.empty()) {
+    out += device::PimJson::Write(value);
+    return;
   }
-  return out + "\"";
+  bool lines = std::any_of(value.begin(), value.end(), [](const Json& item) {
+    return item.is_structured();
+  });
+  std::string indent = "\n" + std::string(2 * (depth + 1), ' ');
+  out += value.is_object() ? '{' : '[';
+  for (auto item = value.begin(); item != value.end(); ++item) {
+    if (item != value.begin()) out += lines ? "," : ", ";
+    if (lines) out += indent;
+    if (value.is_object()) {
+      out += device::PimJson::Write(item.key()) + ": ";
+    }
+    Layout(*item, depth + 1, out);
+  }
+  if (lines) out += "\n" + std::string(2 * depth, ' ');
+  out += value.is_object() ? '}' : ']';
 }
 
 std::string Hex(const unsigned char* bytes, int size) {
@@ -70,28 +73,24 @@ std::string Hex(const unsigned char* bytes, int size) {
   return out;
 }
 
-std::string ColumnJson(sqlite3_stmt* row, int column) {
+Json Column(sqlite3_stmt* row, int column) {
   switch (sqlite3_column_type(row, column)) {
     case SQLITE_INTEGER:
-      return std::to_string(sqlite3_column_int64(row, column));
-    case SQLITE_FLOAT: {
-      double value = sqlite3_column_double(row, column);
-      if (!std::isfinite(value)) return "null";
-      char text[32];
-      std::snprintf(text, sizeof(text), "%.17g", value);
-      return text;
-    }
+      return sqlite3_column_int64(row, column);
+    case SQLITE_FLOAT:
+      // Not a number and the infinities are written as null.
+      return sqlite3_column_double(row, column);
     case SQLITE_TEXT: {
       const auto* text =
           reinterpret_cast<const char*>(sqlite3_column_text(row, column));
-      return Quote(std::string_view(text, sqlite3_column_bytes(row, column)));
+      return Text(std::string_view(text, sqlite3_column_bytes(row, column)));
     }
     case SQLITE_BLOB:
-      return Quote(Hex(
+      return Hex(
           static_cast<const unsigned char*>(sqlite3_column_blob(row, column)),
-          sqlite3_column_bytes(row, column)));
+          sqlite3_column_bytes(row, column));
     default:
-      return "null";
+      return nullptr;
   }
 }
 
@@ -104,7 +103,8 @@ std::string QuoteIdentifier(const std::string& name) {
   return out + "\"";
 }
 
-void DumpTable(device::DeviceImage& image, const std::string& table) {
+// The rows of `table`, each an object of its columns.
+Json DumpTable(device::DeviceImage& image, const std::string& table) {
   sqlite3_stmt* row = nullptr;
   std::string sql = "SELECT * FROM " + QuoteIdentifier(table);
   if (sqlite3_prepare_v2(image.handle(), sql.c_str(), -1, &row, nullptr) !=
@@ -112,23 +112,21 @@ void DumpTable(device::DeviceImage& image, const std::string& table) {
     sqlite3_finalize(row);
     throw device::ImageError(table + ": " + sqlite3_errmsg(image.handle()));
   }
-  std::cout << "[";
-  bool firstRow = true;
+  Json rows = Json::array();
   int rc;
   while ((rc = sqlite3_step(row)) == SQLITE_ROW) {
-    std::cout << (firstRow ? "\n      {" : ",\n      {");
-    firstRow = false;
+    Json columns = Json::object();
     for (int c = 0; c < sqlite3_column_count(row); ++c) {
-      std::cout << (c == 0 ? "" : ", ") << Quote(sqlite3_column_name(row, c))
-                << ": " << ColumnJson(row, c);
+      columns[Text(sqlite3_column_name(row, c)).get<std::string>()] =
+          Column(row, c);
     }
-    std::cout << "}";
+    rows.push_back(std::move(columns));
   }
   sqlite3_finalize(row);
   if (rc != SQLITE_DONE) {
     throw device::ImageError(table + ": " + sqlite3_errmsg(image.handle()));
   }
-  std::cout << (firstRow ? "]" : "\n    ]");
+  return rows;
 }
 
 }  // namespace
@@ -157,22 +155,24 @@ int RunDump(const Args& args) {
     while (names.Step()) tables.push_back(names.Text(0));
     std::vector<device::RegistryEntry> registry = (*opened)->registry().List();
 
-    std::cout << "{\n  \"image\": " << Quote(args[0]) << ",\n  \"tables\": {";
-    for (std::size_t i = 0; i < tables.size(); ++i) {
-      std::cout << (i == 0 ? "\n    " : ",\n    ") << Quote(tables[i]) << ": ";
-      DumpTable(image, tables[i]);
+    Json dump = Json::object();
+    dump["image"] = Text(args[0]);
+    dump["tables"] = Json::object();
+    for (const std::string& table : tables) {
+      dump["tables"][Text(table).get<std::string>()] = DumpTable(image, table);
     }
-    std::cout << "\n  },\n  \"registry\": [";
-    for (std::size_t i = 0; i < registry.size(); ++i) {
-      const device::RegistryEntry& entry = registry[i];
-      std::cout << (i == 0 ? "\n    " : ",\n    ")
-                << "{\"key\": " << Quote(entry.key)
-                << ", \"name\": " << Quote(entry.name) << ", \"type\": "
-                << Quote(device::Registry::TypeName(entry.value.type))
-                << ", \"value\": "
-                << Quote(device::Registry::Describe(entry.value)) << "}";
+    dump["registry"] = Json::array();
+    for (const device::RegistryEntry& entry : registry) {
+      Json item = Json::object();
+      item["key"] = Text(entry.key);
+      item["name"] = Text(entry.name);
+      item["type"] = device::Registry::TypeName(entry.value.type);
+      item["value"] = Text(device::Registry::Describe(entry.value));
+      dump["registry"].push_back(std::move(item));
     }
-    std::cout << (registry.empty() ? "]\n}\n" : "\n  ]\n}\n");
+    std::string out;
+    Layout(dump, 0, out);
+    std::cout << out << "\n";
     image.Exec("COMMIT");
   } catch (const device::ImageError& e) {
     std::cout.flush();

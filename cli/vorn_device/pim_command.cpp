@@ -20,6 +20,7 @@
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
+#include "device/image/utf8.h"
 #include "device/kernel/ole_date.h"
 #include "device/objstore/record_value.h"
 #include "device/pim/appointment_item.h"
@@ -412,19 +413,18 @@ class PimSession {
       }
       return line + "\n";
     }
-    line = "{\"Oid\":" + line;
+    device::PimJson::Json object = device::PimJson::Json::object();
+    object["Oid"] = static_cast<DWORD>(oid);
     for (const Property& property : kind_.properties) {
-      std::optional<std::string> value;
       if (property.date) {
         if (std::optional<std::string> date = Date(item, property)) {
-          value = "\"" + *date + "\"";
+          object[property.name] = *date;
         }
       } else if (std::u16string text = Text(item, property); !text.empty()) {
-        value = device::PimJson::Quote(text);
+        object[property.name] = device::Utf16ToValidUtf8(text);
       }
-      if (value) line += std::string(",\"") + property.name + "\":" + *value;
     }
-    return line + "}";
+    return device::PimJson::Write(object);
   }
 
   device::Status List(std::string* output) {
@@ -451,6 +451,7 @@ class PimSession {
       for (const std::string& line : lines) *output += line;
       return device::Status::Ok();
     }
+    // One array, one item per line (each written by PimJson::Write).
     *output = "[";
     for (std::size_t i = 0; i < lines.size(); ++i) {
       *output += (i == 0 ? "\n" : ",\n") + lines[i];

@@ -6,27 +6,27 @@
 
 namespace desktop {
 
-JsonValue ContactJson::ToJson(const Contact& contact) {
-  JsonValue object = JsonValue::MakeObject();
-  if (contact.oid) object.Set(std::string(kOidKey), JsonValue(*contact.oid));
+Json ContactJson::ToJson(const Contact& contact) {
+  Json object = Json::object();
+  if (contact.oid) object[std::string(kOidKey)] = *contact.oid;
   for (const auto& [id, value] : contact.fields()) {
     std::string name(Contact::FieldName(id));
     if (const TimeRecord* time = std::get_if<TimeRecord>(&value)) {
-      object.Set(name, JsonValue(time->ToIso()));
+      object[name] = time->ToIso();
     } else {
-      object.Set(name, JsonValue(Utf16ToUtf8(std::get<std::u16string>(value))));
+      object[name] = Utf16ToUtf8(std::get<std::u16string>(value));
     }
   }
   return object;
 }
 
-Result<Contact> ContactJson::FromJson(const JsonValue& object) {
+Result<Contact> ContactJson::FromJson(const Json& object) {
   if (!object.is_object()) return Status::Error("a contact must be an object");
   Contact contact;
-  for (const auto& [key, value] : object.as_object()) {
+  for (const auto& [key, value] : object.items()) {
     if (key == kOidKey) {
       if (value.is_null()) continue;
-      double oid = value.is_number() ? value.as_number() : -1;
+      double oid = value.is_number() ? value.get<double>() : -1;
       if (oid < 0 || oid > 4294967295.0 || oid != std::floor(oid)) {
         return Status::Error(
             "\"oid\" must be a whole number from 0 to "
@@ -41,20 +41,21 @@ Result<Contact> ContactJson::FromJson(const JsonValue& object) {
     if (!value.is_string()) {
       return Status::Error("contact field \"" + key + "\" must be a string");
     }
+    const std::string& text = value.get_ref<const std::string&>();
     if (Contact::IsTimeField(*id)) {
-      if (value.as_string().empty()) continue;
-      Result<TimeRecord> time = TimeRecord::Parse(value.as_string());
+      if (text.empty()) continue;
+      Result<TimeRecord> time = TimeRecord::Parse(text);
       if (!time.ok()) return time.status().WithContext(key);
       contact.SetTime(*id, *time);
     } else {
-      contact.SetText(*id, Utf8ToUtf16(value.as_string()));
+      contact.SetText(*id, Utf8ToUtf16(text));
     }
   }
   return contact;
 }
 
 Result<std::vector<Contact>> ContactJson::ParseDocument(std::string_view text) {
-  Result<JsonValue> document = JsonValue::Parse(text);
+  Result<Json> document = JsonText::Parse(text);
   if (!document.ok()) return document.status();
   std::vector<Contact> contacts;
   if (document->is_object()) {
@@ -67,7 +68,7 @@ Result<std::vector<Contact>> ContactJson::ParseDocument(std::string_view text) {
     return Status::Error("expected a contact object or an array of them");
   }
   std::size_t index = 0;
-  for (const JsonValue& item : document->as_array()) {
+  for (const Json& item : *document) {
     Result<Contact> contact = FromJson(item);
     if (!contact.ok()) {
       return contact.status().WithContext("contact #" +

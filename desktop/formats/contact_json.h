@@ -10,7 +10,7 @@
 
 #include "desktop/base/status.h"
 #include "desktop/formats/contact.h"
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace desktop {
 
@@ -19,14 +19,15 @@ class ContactJson {
   static constexpr std::string_view kOidKey = "oid";
 
   // The object for `contact`: "oid" first, then fields in id order.
-  static JsonValue ToJson(const Contact& contact);
+  static Json ToJson(const Contact& contact);
 
   // Reads one contact object. Member names are matched without regard to
   // case; an unknown name, a non-string value or a bad date fails, naming
   // the member. Empty strings and null leave a field unset.
-  static Result<Contact> FromJson(const JsonValue& object);
+  static Result<Contact> FromJson(const Json& object);
 
-  // Reads a JSON text holding one contact object or an array of them.
+  // Reads a JSON text holding one contact object or an array of them. Bad
+  // JSON fails naming its line and column.
   static Result<std::vector<Contact>> ParseDocument(std::string_view text);
 };
 

@@ -116,12 +116,13 @@ TEST(ContactJsonTest, RoundTrip) {
   with_time.hour = 18;
   with_time.minute = 30;
   contact.SetTime(1, with_time);
-  JsonValue json = ContactJson::ToJson(contact);
-  EXPECT_EQ(json.Find("Birthday")->as_string(), "1975-12-31");
-  EXPECT_EQ(json.Find("Anniversary")->as_string(), "2001-09-08T18:30:00");
-  EXPECT_EQ(json.Find("oid")->as_number(), 123);
+  Json json = ContactJson::ToJson(contact);
+  EXPECT_EQ(json.at("Birthday"), "1975-12-31");
+  EXPECT_EQ(json.at("Anniversary"), "2001-09-08T18:30:00");
+  EXPECT_EQ(json.at("oid"), 123);
+  EXPECT_EQ(json.begin().key(), "oid");
   Result<std::vector<Contact>> back =
-      ContactJson::ParseDocument(json.Serialize());
+      ContactJson::ParseDocument(JsonText::Write(json));
   ASSERT_TRUE(back.ok()) << back.status().message();
   ASSERT_EQ(back->size(), 1u);
   EXPECT_EQ(back->front(), contact);
@@ -137,6 +138,23 @@ TEST(ContactJsonTest, ErrorsNameTheMember) {
   EXPECT_FALSE(ContactJson::ParseDocument(R"({"LastName": 5})").ok());
   EXPECT_FALSE(ContactJson::ParseDocument(R"({"oid": -1})").ok());
   EXPECT_FALSE(ContactJson::ParseDocument("7").ok());
+  EXPECT_FALSE(ContactJson::ParseDocument(R"({"oid": 1.5})").ok());
+}
+
+TEST(ContactJsonTest, BadJsonNamesLineAndColumn) {
+  auto contacts = ContactJson::ParseDocument(
+      "[\n  {\"FirstName\": \"Ann\"},\n  {\"LastName\" \"Lee\"}\n]");
+  ASSERT_FALSE(contacts.ok());
+  EXPECT_NE(contacts.status().message().find("at line 3, column 19"),
+            std::string::npos)
+      << contacts.status().message();
+}
+
+TEST(ContactJsonTest, WholeNumberOidsAreAccepted) {
+  auto contacts =
+      ContactJson::ParseDocument(R"({"oid": 7.0, "FirstName": "A"})");
+  ASSERT_TRUE(contacts.ok()) << contacts.status().message();
+  EXPECT_EQ(contacts->front().oid, 7u);
 }
 
 TEST(ContactJsonTest, NullAndEmptyLeaveFieldsUnset) {

@@ -10,15 +10,16 @@
 #include <fstream>
 #include <sstream>
 
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace desktop {
 namespace {
 
-std::string Member(const JsonValue& object, std::string_view key) {
-  const JsonValue* value = object.Find(key);
-  return value != nullptr && value->is_string() ? value->as_string()
-                                                : std::string();
+// The string member `key`; empty when absent or of another kind.
+std::string Member(const Json& object, const char* key) {
+  auto value = object.find(key);
+  return value != object.end() && value->is_string() ? value->get<std::string>()
+                                                     : std::string();
 }
 
 // mkdir -p for the registry's folder.
@@ -58,13 +59,17 @@ Result<SyncContractRegistry> SyncContractRegistry::Load(
   if (!file) return Status::Error("cannot read " + path);
   std::stringstream text;
   text << file.rdbuf();
-  Result<JsonValue> json = JsonValue::Parse(text.str());
+  Result<Json> json = JsonText::Parse(text.str());
   if (!json.ok()) return json.status().WithContext(path);
-  const JsonValue* list = json->is_object() ? json->Find("contracts") : nullptr;
-  if (list == nullptr || !list->is_array()) {
+  const Json* list = nullptr;
+  if (json->is_object()) {
+    auto found = json->find("contracts");
+    if (found != json->end() && found->is_array()) list = &*found;
+  }
+  if (list == nullptr) {
     return Status::Error(path + ": no \"contracts\" array");
   }
-  for (const JsonValue& item : list->as_array()) {
+  for (const Json& item : *list) {
     if (!item.is_object()) continue;
     Entry entry{Member(item, "partner"), Member(item, "machine_id"),
                 Member(item, "directory"), Member(item, "last_run")};
@@ -78,18 +83,18 @@ Status SyncContractRegistry::Save() const {
   if (slash != std::string::npos && slash > 0) {
     VORN_RETURN_IF_ERROR(MakeDirectories(path_.substr(0, slash)));
   }
-  JsonValue list = JsonValue::MakeArray();
+  Json list = Json::array();
   for (const Entry& entry : entries_) {
-    JsonValue item = JsonValue::MakeObject();
-    item.Set("partner", JsonValue(entry.partner));
-    item.Set("machine_id", JsonValue(entry.machine_id));
-    item.Set("directory", JsonValue(entry.directory));
-    item.Set("last_run", JsonValue(entry.last_run));
-    list.Push(std::move(item));
+    Json item = Json::object();
+    item["partner"] = entry.partner;
+    item["machine_id"] = entry.machine_id;
+    item["directory"] = entry.directory;
+    item["last_run"] = entry.last_run;
+    list.push_back(std::move(item));
   }
-  JsonValue root = JsonValue::MakeObject();
-  root.Set("contracts", std::move(list));
-  std::string text = root.Serialize() + "\n";
+  Json root = Json::object();
+  root["contracts"] = std::move(list);
+  std::string text = JsonText::Write(root) + "\n";
 
   std::string temp = path_ + ".tmp." + std::to_string(getpid());
   int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);

@@ -2,51 +2,54 @@
 
 #include <ctime>
 
-#include "desktop/formats/json_value.h"
+#include "desktop/formats/json_text.h"
 
 namespace desktop {
 namespace {
 
 constexpr int kFormat = 1;
 
-std::string StringMember(const JsonValue& object, std::string_view key) {
-  const JsonValue* value = object.Find(key);
-  if (value == nullptr || !value->is_string()) return {};
-  return value->as_string();
+// The string member `key`; empty when absent or of another kind.
+std::string StringMember(const Json& object, const char* key) {
+  auto value = object.find(key);
+  if (value == object.end() || !value->is_string()) return {};
+  return value->get<std::string>();
 }
 
 }  // namespace
 
 Result<SyncState> SyncState::Parse(std::string_view text) {
-  Result<JsonValue> json = JsonValue::Parse(text);
+  Result<Json> json = JsonText::Parse(text);
   if (!json.ok()) return json.status();
   if (!json->is_object()) return Status::Error("not a sync state object");
-  const JsonValue* format = json->Find("format");
-  if (format == nullptr || !format->is_number() ||
-      format->as_number() != kFormat) {
+  auto format = json->find("format");
+  if (format == json->end() || !format->is_number() ||
+      format->get<double>() != kFormat) {
     return Status::Error("unknown sync state format");
   }
   SyncState state;
   state.partner = StringMember(*json, "partner");
   if (state.partner.empty()) return Status::Error("sync state has no partner");
   state.machine_id = StringMember(*json, "machine_id");
-  const JsonValue* pending = json->Find("full_mirror_pending");
+  // A missing or odd flag counts as set: mirroring everything again is
+  // always safe.
+  auto pending = json->find("full_mirror_pending");
   state.full_mirror_pending =
-      pending == nullptr || !pending->is_bool() || pending->as_bool();
+      pending == json->end() || !pending->is_boolean() || pending->get<bool>();
   state.last_run = StringMember(*json, "last_run");
   state.last_run_kind = StringMember(*json, "last_run_kind");
   return state;
 }
 
 std::string SyncState::Serialize() const {
-  JsonValue out = JsonValue::MakeObject();
-  out.Set("format", JsonValue(kFormat));
-  out.Set("partner", JsonValue(partner));
-  out.Set("machine_id", JsonValue(machine_id));
-  out.Set("full_mirror_pending", JsonValue(full_mirror_pending));
-  out.Set("last_run", JsonValue(last_run));
-  out.Set("last_run_kind", JsonValue(last_run_kind));
-  return out.Serialize() + "\n";
+  Json out = Json::object();
+  out["format"] = kFormat;
+  out["partner"] = partner;
+  out["machine_id"] = machine_id;
+  out["full_mirror_pending"] = full_mirror_pending;
+  out["last_run"] = last_run;
+  out["last_run_kind"] = last_run_kind;
+  return JsonText::Write(out) + "\n";
 }
 
 Result<std::optional<SyncState>> SyncState::Load(const MirrorDirectory& dir) {

@@ -18,6 +18,10 @@ void AppendUtf16(std::u16string& out, char32_t point);
 std::string Utf16ToUtf8(std::u16string_view text);
 std::u16string Utf8ToUtf16(std::string_view text);
 
+// UTF-16 to well-formed UTF-8 for the world outside the handheld (JSON
+// output): as Utf16ToUtf8, but each unpaired surrogate becomes U+FFFD.
+std::string Utf16ToValidUtf8(std::u16string_view text);
+
 }  // namespace device
 
 #endif  // VORN_DEVICE_IMAGE_UTF8_H_

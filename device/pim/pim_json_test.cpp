@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "device/image/utf8.h"
+
 namespace device {
 namespace {
 
@@ -37,22 +39,24 @@ TEST(PimJsonTest, DecodesEscapesAndUtf8) {
   EXPECT_EQ((*parsed)[1].second, u"M\u00fcnchen \u20ac \U0001F600");
 }
 
-TEST(PimJsonTest, UnpairedSurrogateEscapeIsKept) {
+TEST(PimJsonTest, UnpairedSurrogateEscapeIsRefused) {
+  // UTF-8 has no form for it, so it could never reach the handheld intact.
   auto parsed = PimJson::ParseObject("{\"Body\": \"x\\udc00y\"}");
-  ASSERT_TRUE(parsed.ok());
-  std::u16string expected = u"x";
-  expected.push_back(static_cast<char16_t>(0xDC00));
-  expected.push_back(u'y');
-  EXPECT_EQ((*parsed)[0].second, expected);
+  ASSERT_FALSE(parsed.ok());
+  EXPECT_NE(parsed.status().message().find("at line 1, column "),
+            std::string::npos)
+      << parsed.status().message();
 }
 
 TEST(PimJsonTest, RefusesBadInput) {
   for (const char* text : {
            "",
            "[]",
+           "\"text\"",
            "{\"A\": 1}",
            "{\"A\": true}",
            "{\"A\": {\"B\": \"c\"}}",
+           "{\"A\": [\"b\"]}",
            "{\"A\": \"b\",}",
            "{\"A\" \"b\"}",
            "{\"A\": \"b\"} x",
@@ -76,23 +80,59 @@ TEST(PimJsonTest, RefusesBadInput) {
   }
 }
 
-TEST(PimJsonTest, ErrorNamesOffset) {
-  auto parsed = PimJson::ParseObject("{\"A\": 12}");
+TEST(PimJsonTest, SyntaxErrorNamesLineAndColumn) {
+  auto parsed = PimJson::ParseObject(
+      "{\n  \"FirstName\": \"Ann\",\n  \"LastName\" \"Lee\"\n}");
   ASSERT_FALSE(parsed.ok());
-  EXPECT_NE(parsed.status().message().find("offset 6"), std::string::npos)
-      << parsed.status().message();
+  const std::string& message = parsed.status().message();
+  EXPECT_EQ(message.rfind("JSON: parse error at line 3, column ", 0), 0u)
+      << message;
+  EXPECT_EQ(message.find('\n'), std::string::npos) << message;
+  auto bad_utf8 = PimJson::ParseObject("{\"A\": \"ok\",\n \"B\": \"\xC3(\"}");
+  ASSERT_FALSE(bad_utf8.ok());
+  EXPECT_NE(bad_utf8.status().message().find("at line 2, column "),
+            std::string::npos)
+      << bad_utf8.status().message();
 }
 
-TEST(PimJsonTest, QuoteEscapesAndRoundTrips) {
+TEST(PimJsonTest, OtherProblemsNameTheKey) {
+  auto number = PimJson::ParseObject("{\"A\": 12}");
+  ASSERT_FALSE(number.ok());
+  EXPECT_EQ(number.status().message(),
+            "JSON: the value of \"A\" must be a string or null");
+  auto twice =
+      PimJson::ParseObject("{\"A\": \"b\", \"C\": null, \"A\": \"c\"}");
+  ASSERT_FALSE(twice.ok());
+  EXPECT_EQ(twice.status().message(), "JSON: key \"A\" given twice");
+}
+
+TEST(PimJsonTest, WritesUtf8OnOneLine) {
   std::u16string text = u"\"q\" \\ \n\r\t\u0001 \u00e9 \u20ac \U0001F600 ";
   text.push_back(static_cast<char16_t>(0xD800));
-  std::string quoted = PimJson::Quote(text);
-  EXPECT_EQ(quoted,
-            "\"\\\"q\\\" \\\\ \\n\\r\\t\\u0001 \xC3\xA9 \xE2\x82\xAC "
-            "\xF0\x9F\x98\x80 \\ud800\"");
-  auto parsed = PimJson::ParseObject("{\"K\": " + quoted + "}");
+  PimJson::Json object = PimJson::Json::object();
+  object["Oid"] = 7;
+  object["Body"] = Utf16ToValidUtf8(text);
+  std::string written = PimJson::Write(object);
+  EXPECT_EQ(written,
+            "{\"Oid\":7,\"Body\":\"\\\"q\\\" \\\\ \\n\\r\\t\\u0001 \xC3\xA9 "
+            "\xE2\x82\xAC \xF0\x9F\x98\x80 \xEF\xBF\xBD\"}");
+  auto parsed = PimJson::ParseObject("{\"Body\": " +
+                                     written.substr(written.find(":\"") + 1));
   ASSERT_TRUE(parsed.ok()) << parsed.status().message();
-  EXPECT_EQ((*parsed)[0].second, text);
+  std::u16string expected = text;
+  expected.back() = u'\uFFFD';
+  EXPECT_EQ((*parsed)[0].second, expected);
+}
+
+TEST(PimJsonTest, WritingBadBytesNeverFails) {
+  // Text kept in the image in its three-byte form of a lone surrogate, or
+  // any byte that is not UTF-8, is written as U+FFFD.
+  PimJson::Json value = std::string("a\xED\xA0\x80z\xFF");
+  std::string written = PimJson::Write(value);
+  EXPECT_EQ(written.find('\xED'), std::string::npos) << written;
+  EXPECT_EQ(written.find('\xFF'), std::string::npos) << written;
+  EXPECT_NE(written.find("\xEF\xBF\xBD"), std::string::npos) << written;
+  EXPECT_TRUE(written.starts_with("\"a") && written.ends_with("\""));
 }
 
 TEST(PimJsonTest, ParsesDatesAndDateTimes) {

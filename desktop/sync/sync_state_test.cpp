@@ -1,0 +1,89 @@
+#include "desktop/sync/sync_state.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace desktop {
+namespace {
+
+// The state file as the mirror has always written it.
+constexpr char kWritten[] =
+    "{\n"
+    "  \"format\": 1,\n"
+    "  \"partner\": \"vorn-host-1a2b\",\n"
+    "  \"machine_id\": \"PDA-42\",\n"
+    "  \"full_mirror_pending\": false,\n"
+    "  \"last_run\": \"2024-05-01T10:00:00Z\",\n"
+    "  \"last_run_kind\": \"incremental\"\n"
+    "}\n";
+
+SyncState Example() {
+  SyncState state;
+  state.partner = "vorn-host-1a2b";
+  state.machine_id = "PDA-42";
+  state.last_run = "2024-05-01T10:00:00Z";
+  state.last_run_kind = "incremental";
+  return state;
+}
+
+TEST(SyncStateTest, WritesTheKnownLayout) {
+  EXPECT_EQ(Example().Serialize(), kWritten);
+}
+
+TEST(SyncStateTest, ReadsAnExistingFile) {
+  Result<SyncState> state = SyncState::Parse(kWritten);
+  ASSERT_TRUE(state.ok()) << state.status().message();
+  EXPECT_EQ(*state, Example());
+}
+
+TEST(SyncStateTest, RoundTripsThroughADirectory) {
+  char pattern[] = "/tmp/vorn-state-test-XXXXXX";
+  ASSERT_NE(mkdtemp(pattern), nullptr);
+  std::string root = pattern;
+  {
+    auto dir = MirrorDirectory::Open(root + "/cards");
+    ASSERT_TRUE(dir.ok()) << dir.status().message();
+    Result<std::optional<SyncState>> none = SyncState::Load(**dir);
+    ASSERT_TRUE(none.ok()) << none.status().message();
+    EXPECT_FALSE(none->has_value());
+
+    SyncState state = Example();
+    state.partner = "Caf\xC3\xA9 \"quoted\" \\ tab\t";
+    state.machine_id = "\xE6\x9D\xB1\xE4\xBA\xAC";
+    state.full_mirror_pending = true;
+    ASSERT_TRUE(state.Save(**dir).ok());
+    Result<std::optional<SyncState>> loaded = SyncState::Load(**dir);
+    ASSERT_TRUE(loaded.ok()) << loaded.status().message();
+    ASSERT_TRUE(loaded->has_value());
+    EXPECT_EQ(**loaded, state);
+  }
+  std::filesystem::remove_all(root);
+}
+
+TEST(SyncStateTest, OlderOrOddFilesAreReadCarefully) {
+  // Key order and spacing do not matter; a missing flag means a full
+  // mirror is due.
+  Result<SyncState> state =
+      SyncState::Parse(R"({"partner":"p","format":1,"machine_id":"m"})");
+  ASSERT_TRUE(state.ok()) << state.status().message();
+  EXPECT_EQ(state->partner, "p");
+  EXPECT_TRUE(state->full_mirror_pending);
+  EXPECT_FALSE(SyncState::Parse(R"({"format": 2, "partner": "p"})").ok());
+  EXPECT_FALSE(SyncState::Parse(R"({"format": 1})").ok());
+  EXPECT_FALSE(SyncState::Parse("[]").ok());
+}
+
+TEST(SyncStateTest, BadJsonNamesLineAndColumn) {
+  Result<SyncState> state = SyncState::Parse(
+      "{\n  \"format\": 1,\n  \"partner\": \"p\"\n  \"x\": 1\n}");
+  ASSERT_FALSE(state.ok());
+  EXPECT_NE(state.status().message().find("at line 4, column "),
+            std::string::npos)
+      << state.status().message();
+}
+
+}  // namespace
+}  // namespace desktop
