@@ -7,10 +7,12 @@
 // `vorn-device reg get` prints them.
 #include <sqlite3.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "cli/vorn_device/commands.h"
@@ -20,12 +22,10 @@
 namespace cli {
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn-device dump IMAGE\n"
-    "\n"
+constexpr char kDetails[] =
     "Prints the whole device state as one JSON object: every table of the\n"
     "image as an array of row objects (blobs as hex strings) under\n"
-    "\"tables\", and the registry decoded under \"registry\".\n";
+    "\"tables\", and the registry decoded under \"registry\".";
 
 std::string Quote(std::string_view text) {
   std::string out = "\"";
@@ -131,18 +131,8 @@ void DumpTable(device::DeviceImage& image, const std::string& table) {
   std::cout << (firstRow ? "]" : "\n    ]");
 }
 
-}  // namespace
-
-int RunDump(const Args& args) {
-  if (std::find(args.begin(), args.end(), "--help") != args.end()) {
-    std::cout << kHelp;
-    return 0;
-  }
-  if (args.size() != 1) {
-    std::cerr << "vorn-device dump: expected exactly one IMAGE\n";
-    return 2;
-  }
-  auto opened = device::Device::Open(args[0]);
+int Dump(const std::string& path) {
+  auto opened = device::Device::Open(path);
   if (!opened.ok()) {
     std::cerr << "vorn-device dump: " << opened.status().message() << "\n";
     return 1;
@@ -157,7 +147,7 @@ int RunDump(const Args& args) {
     while (names.Step()) tables.push_back(names.Text(0));
     std::vector<device::RegistryEntry> registry = (*opened)->registry().List();
 
-    std::cout << "{\n  \"image\": " << Quote(args[0]) << ",\n  \"tables\": {";
+    std::cout << "{\n  \"image\": " << Quote(path) << ",\n  \"tables\": {";
     for (std::size_t i = 0; i < tables.size(); ++i) {
       std::cout << (i == 0 ? "\n    " : ",\n    ") << Quote(tables[i]) << ": ";
       DumpTable(image, tables[i]);
@@ -180,6 +170,17 @@ int RunDump(const Args& args) {
     return 1;
   }
   return 0;
+}
+
+}  // namespace
+
+void DefineDump(CLI::App& app, Work& work) {
+  auto image = std::make_shared<std::string>();
+  CLI::App* dump =
+      app.add_subcommand("dump", "print the whole device state as JSON");
+  dump->footer(kDetails);
+  dump->add_option("IMAGE", *image, "the device image")->required();
+  dump->callback([&work, image] { work = [image] { return Dump(*image); }; });
 }
 
 }  // namespace cli
