@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "tests/support/program.h"
@@ -226,10 +226,21 @@ TEST_F(VornTest, SyncTakesItsOptionsBeforeOrAfterTheDirectory) {
 
 TEST_F(VornTest, EveryCommandHasHelp) {
   for (const std::vector<std::string>& command :
-       std::vector<std::vector<std::string>>{
-           {}, {"raw"}, {"info"}, {"count"}, {"ls"}, {"get"}, {"put"},
-           {"rm"}, {"push"}, {"pull"}, {"export"}, {"sync"}, {"contracts"},
-           {"contracts", "rm"}, {"help"}}) {
+       std::vector<std::vector<std::string>>{{},
+                                             {"raw"},
+                                             {"info"},
+                                             {"count"},
+                                             {"ls"},
+                                             {"get"},
+                                             {"put"},
+                                             {"rm"},
+                                             {"push"},
+                                             {"pull"},
+                                             {"export"},
+                                             {"sync"},
+                                             {"contracts"},
+                                             {"contracts", "rm"},
+                                             {"help"}}) {
     std::vector<std::string> args = {"vorn"};
     args.insert(args.end(), command.begin(), command.end());
     std::string usage = "Usage: vorn";
@@ -265,8 +276,7 @@ TEST_F(VornTest, VersionIsTheProjectVersion) {
 }
 
 TEST_F(VornTest, BadArgumentsAreOneLineStatusTwoAndChangeNothing) {
-  ASSERT_EQ(Vorn({"put", Write("a.json", R"({"FirstName":"A"})")}).exitCode,
-            0);
+  ASSERT_EQ(Vorn({"put", Write("a.json", R"({"FirstName":"A"})")}).exitCode, 0);
   Bytes before = testing_support::ReadFileBytes(image_);
   std::string mirror = dir_.path("m");
   for (const std::vector<std::string>& args :
@@ -320,7 +330,8 @@ TEST_F(VornTest, ObjectIdsAreDecimalOrHex) {
   ASSERT_EQ(put.exitCode, 0) << put.err;
   std::string oid = AddedOid(put.outText());
   char hex[16];
-  std::snprintf(hex, sizeof hex, "0x%X", static_cast<unsigned>(std::stoul(oid)));
+  std::snprintf(hex, sizeof hex, "0x%X",
+                static_cast<unsigned>(std::stoul(oid)));
   auto decimal = Vorn({"get", "contacts", oid});
   auto upper = Vorn({"get", "contacts", hex});
   ASSERT_EQ(decimal.exitCode, 0) << decimal.err;

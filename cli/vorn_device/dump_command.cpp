@@ -8,7 +8,6 @@
 #include <sqlite3.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
