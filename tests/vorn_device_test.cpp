@@ -348,4 +348,171 @@ TEST(CommandLineTest, DeviceFilesGoInAndOut) {
   EXPECT_EQ(after.outText().find("in.bin"), std::string::npos);
 }
 
+TEST(CommandLineTest, EveryCommandAndSubcommandHasHelp) {
+  TempDir dir;
+  const std::string absent = dir.path("absent.img");
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{
+           {},
+           {"init"},
+           {"serve"},
+           {"reg"},
+           {"reg", "get"},
+           {"reg", "set"},
+           {"reg", "delete"},
+           {"fs"},
+           {"fs", "put"},
+           {"fs", "get"},
+           {"fs", "ls"},
+           {"fs", "rm"},
+           {"fs", "attrib"},
+           {"fault"},
+           {"fault", "set"},
+           {"fault", "clear"},
+           {"fault", "list"},
+           {"dump"},
+           {"changelog"},
+           {"changelog", "add"},
+           {"changelog", "ls"},
+           {"pim"},
+           {"pim", "add"},
+           {"pim", "set"},
+           {"pim", "delete"},
+           {"pim", "ls"},
+       }) {
+    // A subcommand follows the image: `vorn-device reg IMAGE get --help`.
+    std::vector<std::string> args = {"vorn-device"};
+    args.insert(args.end(), command.begin(), command.end());
+    if (args.size() == 3) args.insert(args.begin() + 2, absent);
+    args.push_back("--help");
+    auto help = RunProgram(args);
+    std::string usage = "Usage: vorn-device";
+    for (const std::string& word : command) usage += " " + word;
+    EXPECT_EQ(help.exitCode, 0) << usage;
+    EXPECT_EQ(help.err, "");
+    EXPECT_NE(help.outText().find(usage + " [OPTIONS]"), std::string::npos)
+        << help.outText();
+  }
+  EXPECT_FALSE(std::filesystem::exists(absent));
+  // The options of a subcommand are in its help; `help` lists the commands.
+  auto set = RunProgram({"vorn-device", "reg", absent, "set", "-h"});
+  EXPECT_EQ(set.exitCode, 0);
+  EXPECT_NE(set.outText().find("--dword N"), std::string::npos);
+  auto pim = RunProgram({"vorn-device", "pim", "-h"});
+  EXPECT_NE(pim.outText().find("properties of contacts:"), std::string::npos);
+  auto list = RunProgram({"vorn-device", "help"});
+  EXPECT_EQ(list.exitCode, 0);
+  EXPECT_NE(list.outText().find("changelog"), std::string::npos);
+}
+
+TEST(CommandLineTest, VersionIsTheProjectVersion) {
+  auto version = RunProgram({"vorn-device", "--version"});
+  EXPECT_EQ(version.exitCode, 0);
+  EXPECT_EQ(version.outText(), std::string(VORN_VERSION) + "\n");
+  EXPECT_EQ(version.err, "");
+}
+
+TEST(CommandLineTest, BadArgumentsAreOneLineWithStatusTwo) {
+  TempDir dir;
+  std::string image = NewImage(dir);
+  ASSERT_EQ(RunProgram({"vorn-device", "pim", image, "add", "contacts",
+                        R"({"FirstName":"Ann"})"})
+                .exitCode,
+            0);
+  Bytes before = testing_support::ReadFileBytes(image);
+  const std::string key = "HKLM\\SOFTWARE\\Orvanet";
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{
+           {},
+           {"frobnicate", image},
+           {"--nope"},
+           {"init"},
+           {"init", dir.path("n.img"), "--machine-id", ""},
+           {"init", dir.path("n.img"), "--os"},
+           {"init", dir.path("n.img"), "--tz", "Mars/Olympus"},
+           {"serve", image},
+           {"serve", image, "--stdio", "--listen", "127.0.0.1:0"},
+           {"serve", image, "--stdio", "--allow-remote"},
+           {"serve", image, "--listen", "no-port"},
+           {"reg", image},
+           {"reg", image, "get", key},
+           {"reg", image, "get", key, "MachineID", "extra"},
+           {"reg", image, "frob", key, "v"},
+           {"reg", image, "set", key, "v"},
+           {"reg", image, "set", key, "v", "--dword", "zz"},
+           {"reg", image, "set", key, "v", "--dword", "-1"},
+           {"reg", image, "set", key, "v", "--dword", "4294967296"},
+           {"reg", image, "set", key, "v", "--dword", "0x"},
+           {"reg", image, "set", key, "v", "--dword", "1", "--sz", "x"},
+           {"fs", image},
+           {"fs", image, "copy", "\\a", "b"},
+           {"fs", image, "rm"},
+           {"fs", image, "attrib", "\\Windows"},
+           {"fs", image, "attrib", "\\Windows", "+x"},
+           {"fs", image, "attrib", "\\Windows", "+r", "-r"},
+           {"fs", image, "put", "\\a", dir.path("missing"), "extra"},
+           {"fault", image, "set"},
+           {"fault", image, "set", "no-such-fault"},
+           {"fault", image, "clear", "no-such-fault"},
+           {"fault", image, "list", "extra"},
+           {"dump"},
+           {"dump", image, "extra"},
+           {"changelog", image, "ls"},
+           {"changelog", image, "ls", "gizmos"},
+           {"changelog", image, "add", "contacts", "--oid", "1"},
+           {"changelog", image, "add", "contacts", "--oid", "1", "--seq", "1x"},
+           {"changelog", image, "add", "contacts", "--oid", "1", "--seq", "2",
+            "--kind", "256"},
+           {"changelog", image, "ls", "contacts", "--jsn"},
+           {"pim", image, "add", "gizmos", "{}"},
+           {"pim", image, "add", "contacts"},
+           {"pim", image, "add", "contacts", R"({"NoSuchProperty":"x"})"},
+           {"pim", image, "set", "contacts", "0", "{}"},
+           {"pim", image, "delete", "contacts", "twelve"},
+           {"pim", image, "ls", "contacts", "--nope"},
+       }) {
+    std::vector<std::string> argv = {"vorn-device"};
+    argv.insert(argv.end(), args.begin(), args.end());
+    auto result = RunProgram(argv);
+    std::string shown = args.empty() ? "(nothing)" : args[0];
+    EXPECT_EQ(result.exitCode, 2) << shown << " " << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1)
+        << result.err;
+    EXPECT_TRUE(result.err.starts_with("vorn-device: ")) << result.err;
+    EXPECT_NE(result.err.find("--help)"), std::string::npos) << result.err;
+    EXPECT_EQ(result.outText(), "") << shown;
+  }
+  EXPECT_FALSE(std::filesystem::exists(dir.path("n.img")));
+  EXPECT_EQ(testing_support::ReadFileBytes(image), before);
+}
+
+TEST(CommandLineTest, NumbersAreDecimalOrHex) {
+  TempDir dir;
+  std::string image = NewImage(dir);
+  const std::string key = "HKLM\\SOFTWARE\\Numbers";
+  for (const auto& [given, shown] :
+       std::vector<std::pair<std::string, std::string>>{
+           {"17", "17"},
+           {"0x11", "17"},
+           {"0X1f", "31"},
+           {"010", "10"},
+           {"4294967295", "4294967295"},
+           {"0xFFFFFFFF", "4294967295"}}) {
+    ASSERT_EQ(RunProgram({"vorn-device", "reg", image, "set", key, "n",
+                          "--dword", given})
+                  .exitCode,
+              0)
+        << given;
+    auto got = RunProgram({"vorn-device", "reg", image, "get", key, "n"});
+    EXPECT_EQ(got.outText(), shown + "\n") << given;
+  }
+  // The options of a subcommand may stand anywhere after it.
+  ASSERT_EQ(RunProgram({"vorn-device", "changelog", image, "add", "--seq",
+                        "0x20", "contacts", "--kind", "deleted", "--oid", "9"})
+                .exitCode,
+            0);
+  auto log = RunProgram({"vorn-device", "changelog", image, "ls", "contacts"});
+  EXPECT_EQ(log.outText(), "32\t9\tdeleted\n");
+}
+
 }  // namespace

@@ -2,7 +2,11 @@
 // puts comes back as it went in.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -14,9 +18,26 @@ using testing_support::Bytes;
 using testing_support::RunProgram;
 using testing_support::TempDir;
 
+// The names and contents of the vCard files in `dir`.
+std::map<std::string, Bytes> MirrorFiles(const std::string& dir) {
+  std::map<std::string, Bytes> files;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+    std::string name = entry.path().filename().string();
+    if (!name.ends_with(".vcf")) continue;
+    files[name] = testing_support::ReadFileBytes(entry.path().string());
+  }
+  return files;
+}
+
+std::size_t Lines(const std::string& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
 class VornTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    // The contracts `sync` remembers live in the test's directory.
+    setenv("XDG_CONFIG_HOME", dir_.path("config").c_str(), 1);
     image_ = dir_.path("d.img");
     auto init =
         RunProgram({"vorn-device", "init", image_, "--machine-id", "PDA-9"});
@@ -151,6 +172,174 @@ TEST_F(VornTest, BadArgumentsAreOneLineErrors) {
   }
   auto help = RunProgram({"vorn", "--help"});
   EXPECT_EQ(help.exitCode, 0);
+}
+
+TEST_F(VornTest, SyncTakesItsOptionsBeforeOrAfterTheDirectory) {
+  ASSERT_EQ(Vorn({"put", Write("a.json", R"([{"FirstName":"A"},
+                                            {"FirstName":"B"}])")})
+                .exitCode,
+            0);
+  // --partner before DIR, the global options after the command ...
+  std::string first = dir_.path("first");
+  auto before = RunProgram(
+      {"vorn", "sync", "--partner", "desk-1", first, "--image", image_});
+  ASSERT_EQ(before.exitCode, 0) << before.err;
+  // ... and --partner after DIR, the global options before it.
+  std::string second = dir_.path("second");
+  auto after = RunProgram(
+      {"vorn", "--image", image_, "sync", second, "--partner", "desk-2"});
+  ASSERT_EQ(after.exitCode, 0) << after.err;
+
+  EXPECT_TRUE(before.outText().starts_with(
+      "full mirror of " + first +
+      " (the handheld has no contract \"desk-1\"): added 2, changed 0, "
+      "deleted 0;"))
+      << before.outText();
+  EXPECT_TRUE(after.outText().starts_with(
+      "full mirror of " + second +
+      " (the handheld has no contract \"desk-2\"): added 2, changed 0, "
+      "deleted 0;"))
+      << after.outText();
+  EXPECT_EQ(MirrorFiles(first).size(), 2U);
+  EXPECT_EQ(MirrorFiles(first), MirrorFiles(second));
+  // The partner names went nowhere else.
+  EXPECT_FALSE(std::filesystem::exists("desk-1"));
+  EXPECT_FALSE(std::filesystem::exists(dir_.path("desk-1")));
+  EXPECT_FALSE(std::filesystem::exists(dir_.path("desk-2")));
+
+  // Each directory keeps its own partner: the next runs are incremental.
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{
+           {"vorn", "--json", "sync", "--partner", "desk-1", first, "--image",
+            image_},
+           {"vorn", "sync", second, "--image", image_, "--partner", "desk-2",
+            "--json"}}) {
+    auto again = RunProgram(args);
+    ASSERT_EQ(again.exitCode, 0) << again.err;
+    EXPECT_NE(again.outText().find("\"full\":false"), std::string::npos)
+        << again.outText();
+  }
+  auto contracts = Vorn({"contracts"});
+  EXPECT_NE(contracts.outText().find("desk-1"), std::string::npos);
+  EXPECT_NE(contracts.outText().find("desk-2"), std::string::npos);
+}
+
+TEST_F(VornTest, EveryCommandHasHelp) {
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{},
+                                             {"raw"},
+                                             {"info"},
+                                             {"count"},
+                                             {"ls"},
+                                             {"get"},
+                                             {"put"},
+                                             {"rm"},
+                                             {"push"},
+                                             {"pull"},
+                                             {"export"},
+                                             {"sync"},
+                                             {"contracts"},
+                                             {"contracts", "rm"},
+                                             {"help"}}) {
+    std::vector<std::string> args = {"vorn"};
+    args.insert(args.end(), command.begin(), command.end());
+    std::string usage = "Usage: vorn";
+    for (const std::string& word : command) {
+      if (word != "help") usage += " " + word;
+    }
+    // Without a handheld, and with --help before or after the command.
+    for (bool last : {true, false}) {
+      std::vector<std::string> asked = args;
+      asked.insert(last ? asked.end() : asked.begin() + 1, "--help");
+      if (command.size() == 1 && command[0] == "help") asked = args;
+      auto help = RunProgram(asked);
+      EXPECT_EQ(help.exitCode, 0) << usage;
+      EXPECT_EQ(help.err, "");
+      std::string text = help.outText();
+      if (!last) continue;  // `vorn --help COMMAND` describes vorn
+      EXPECT_NE(text.find(usage + " [OPTIONS]"), std::string::npos) << text;
+    }
+  }
+  auto sync = RunProgram({"vorn", "sync", "-h"});
+  EXPECT_NE(sync.outText().find("--partner NAME"), std::string::npos);
+}
+
+TEST_F(VornTest, VersionIsTheProjectVersion) {
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"vorn", "--version"},
+                                             {"vorn", "count", "--version"}}) {
+    auto version = RunProgram(args);
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.outText(), std::string(VORN_VERSION) + "\n");
+    EXPECT_EQ(version.err, "");
+  }
+}
+
+TEST_F(VornTest, BadArgumentsAreOneLineStatusTwoAndChangeNothing) {
+  ASSERT_EQ(Vorn({"put", Write("a.json", R"({"FirstName":"A"})")}).exitCode, 0);
+  Bytes before = testing_support::ReadFileBytes(image_);
+  std::string mirror = dir_.path("m");
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{
+           {"frobnicate"},
+           {"count"},
+           {"count", "gizmos"},
+           {"count", "contacts", "extra"},
+           {"ls", "contacts", "--nope"},
+           {"get", "contacts"},
+           {"get", "contacts", "zz"},
+           {"get", "contacts", "-5"},
+           {"get", "contacts", "4294967296"},
+           {"get", "contacts", "1", "--vcard", "--json"},
+           {"get", "tasks", "1", "--vcard"},
+           {"rm", "contacts", "0x"},
+           {"rm", "contacts", "12abc"},
+           {"raw", "zz"},
+           {"raw", "06"},
+           {"push", dir_.path("a.json")},
+           {"sync"},
+           {"sync", mirror, "--partner"},
+           {"sync", mirror, "--partner", ""},
+           {"sync", mirror, "--partner", "a", "--partner", "b"},
+           {"contracts", "rm"},
+           {"contracts", "frob"},
+           {"info", "--device", "127.0.0.1:1"},
+       }) {
+    auto result = Vorn(args);
+    EXPECT_EQ(result.exitCode, 2) << args[0];
+    EXPECT_EQ(Lines(result.err), 1U) << result.err;
+    EXPECT_TRUE(result.err.starts_with("vorn: ")) << result.err;
+    EXPECT_NE(result.err.find("--help)"), std::string::npos) << result.err;
+    EXPECT_EQ(result.outText(), "");
+  }
+  // Without a handheld, or with two.
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{
+           {"vorn"}, {"vorn", "info"}, {"vorn", "--json", "ls", "contacts"}}) {
+    auto result = RunProgram(args);
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(Lines(result.err), 1U) << result.err;
+  }
+  EXPECT_FALSE(std::filesystem::exists(mirror));
+  EXPECT_EQ(testing_support::ReadFileBytes(image_), before);
+  EXPECT_EQ(Vorn({"count", "contacts"}).outText(), "1\n");
+}
+
+TEST_F(VornTest, ObjectIdsAreDecimalOrHex) {
+  auto put = Vorn({"put", Write("a.json", R"({"FirstName":"Hexa"})")});
+  ASSERT_EQ(put.exitCode, 0) << put.err;
+  std::string oid = AddedOid(put.outText());
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "0x%X",
+                static_cast<unsigned>(std::stoul(oid)));
+  auto decimal = Vorn({"get", "contacts", oid});
+  auto upper = Vorn({"get", "contacts", hex});
+  ASSERT_EQ(decimal.exitCode, 0) << decimal.err;
+  EXPECT_NE(decimal.outText().find("Hexa"), std::string::npos);
+  EXPECT_EQ(upper.outText(), decimal.outText());
+  // A leading zero is still decimal.
+  auto padded = Vorn({"get", "contacts", "0" + oid});
+  EXPECT_EQ(padded.outText(), decimal.outText()) << padded.err;
 }
 
 }  // namespace

@@ -11,18 +11,6 @@ namespace vorn_cli {
 
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn (--device HOST:PORT | --image IMAGE) contracts [--json]\n"
-    "       vorn (--device HOST:PORT | --image IMAGE) contracts rm NAME\n"
-    "\n"
-    "Lists the contracts `vorn sync` made (kept in\n"
-    "$XDG_CONFIG_HOME/vorn/contracts.json, else ~/.config/vorn/), and asks\n"
-    "the handheld whether it still has each of its own (FindContract).\n"
-    "Contracts of other handhelds are listed as such.\n"
-    "\n"
-    "rm NAME deletes the contract NAME on the handheld (DeleteContract) and\n"
-    "forgets it here; the next sync of its directory mirrors everything.\n";
-
 using desktop::Json;
 using desktop::SyncContractRegistry;
 
@@ -115,18 +103,13 @@ int Remove(const CommandLine& line, SyncContractRegistry& registry,
 
 }  // namespace
 
-int RunContracts(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  bool remove = !line.args.empty() && line.args[0] == "rm";
-  if (remove ? line.args.size() != 2 : !line.args.empty()) {
-    return UsageError("usage: contracts [--json] | contracts rm NAME");
-  }
+int RunContracts(const CommandLine& line, const std::string& remove) {
   auto path = SyncContractRegistry::DefaultPath();
   if (!path.ok()) return Fail(path.status().message());
   auto registry = SyncContractRegistry::Load(*path);
   if (!registry.ok()) return Fail(registry.status().message());
-  return remove ? Remove(line, *registry, line.args[1]) : List(line, *registry);
+  return !remove.empty() ? Remove(line, *registry, remove)
+                         : List(line, *registry);
 }
 
 }  // namespace vorn_cli

@@ -7,28 +7,15 @@
 
 namespace vorn_cli {
 
-namespace {
-constexpr char kHelp[] =
-    "usage: vorn count TYPE [--json]\n"
-    "\n"
-    "Prints the number of records of TYPE (contacts, appointments, tasks,\n"
-    "mail, notes).\n";
-}  // namespace
-
-int RunCount(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  if (line.args.size() != 1) return UsageError("count needs TYPE");
-  auto type = ParseDataType(line.args[0]);
-  if (!type.ok()) return UsageError(type.status().message());
+int RunCount(const CommandLine& line, protocol::DataType type) {
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
-  auto count = (*session)->client().GetRecordCount(*type);
+  auto count = (*session)->client().GetRecordCount(type);
   if (!count.ok()) return Fail(count.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
     desktop::Json out = desktop::Json::object();
-    out["type"] = DataTypeName(*type);
+    out["type"] = DataTypeName(type);
     out["count"] = *count;
     std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {

@@ -15,12 +15,6 @@
 namespace vorn_cli {
 
 namespace {
-constexpr char kHelp[] =
-    "usage: vorn export DIR [--json]\n"
-    "\n"
-    "Writes every contact of the handheld to DIR (created if missing) as\n"
-    "OID-Name.vcf, vCard 4.0, and prints a short summary.\n";
-
 // A file name part: no path separators, control characters or characters
 // that trouble shells; at most 48 bytes, cut on a UTF-8 boundary.
 std::string FileNamePart(const std::string& name) {
@@ -45,11 +39,7 @@ std::string FileNamePart(const std::string& name) {
 
 }  // namespace
 
-int RunExport(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  if (line.args.size() != 1) return UsageError("export needs DIR");
-  const std::string& dir = line.args[0];
+int RunExport(const CommandLine& line, const std::string& dir) {
   if (mkdir(dir.c_str(), 0777) != 0 && errno != EEXIST) {
     return Fail("cannot create " + dir + ": " + std::strerror(errno));
   }

@@ -13,13 +13,6 @@
 namespace vorn_cli {
 
 namespace {
-constexpr char kHelp[] =
-    "usage: vorn get TYPE OID... [--vcard | --json]\n"
-    "\n"
-    "Fetches records by object id (decimal or 0x...). Contacts are shown\n"
-    "field by field, as vCard 4.0 (--vcard) or as a JSON array (--json);\n"
-    "records of the other types are shown as the reply bytes in hex.\n";
-
 void PrintContact(const desktop::Contact& contact) {
   std::printf("contact %u: %s\n", contact.oid.value_or(0),
               contact.DisplayName().c_str());
@@ -70,32 +63,16 @@ int GetRaw(const CommandLine& line, protocol::DataType type,
 
 }  // namespace
 
-int RunGet(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({"--vcard"}); !s.ok()) {
-    return UsageError(s.message());
-  }
-  if (line.Flag("--vcard") && line.json) {
-    return UsageError("give either --vcard or --json");
-  }
-  if (line.args.size() < 2) return UsageError("get needs TYPE and an OID");
-  auto type = ParseDataType(line.args[0]);
-  if (!type.ok()) return UsageError(type.status().message());
-  std::vector<std::uint32_t> oids;
-  for (std::size_t i = 1; i < line.args.size(); ++i) {
-    auto oid = ParseOid(line.args[i]);
-    if (!oid.ok()) return UsageError(oid.status().message());
-    oids.push_back(*oid);
-  }
-  if (*type != protocol::DataType::kContacts) {
-    if (line.Flag("--vcard")) return UsageError("--vcard is for contacts");
-    return GetRaw(line, *type, oids);
+int RunGet(const CommandLine& line, protocol::DataType type,
+           const std::vector<std::uint32_t>& oids, bool vcard) {
+  if (type != protocol::DataType::kContacts) {
+    return GetRaw(line, type, oids);
   }
 
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
   auto batch = (*session)->client().GetRecords(
-      *type, oids, desktop::Contact::PropertyKindOf);
+      type, oids, desktop::Contact::PropertyKindOf);
   if (!batch.ok()) return Fail(batch.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
 
@@ -109,7 +86,7 @@ int RunGet(const CommandLine& line) {
     }
     if (line.json) {
       out.push_back(desktop::ContactJson::ToJson(*contact));
-    } else if (line.Flag("--vcard")) {
+    } else if (vcard) {
       std::fputs(desktop::VCard::Write(*contact).c_str(), stdout);
     } else {
       PrintContact(*contact);

@@ -8,18 +8,7 @@
 
 namespace vorn_cli {
 
-namespace {
-constexpr char kHelp[] =
-    "usage: vorn info [--json]\n"
-    "\n"
-    "Prints the handheld's machine id and whether it runs the system version\n"
-    "that has MAPI mail.\n";
-}  // namespace
-
 int RunInfo(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  if (!line.args.empty()) return UsageError("info takes no arguments");
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
   auto id = (*session)->client().GetMachineId();

@@ -1,42 +1,37 @@
-// The parsed command line of `vorn`: global options, the command, its
-// positional arguments and its own flags.
+// The command line of `vorn`: the global options every command reads, the
+// names of the data types, and the definitions of the commands, their
+// arguments and their help.
 #ifndef VORN_CLI_VORN_COMMAND_LINE_H_
 #define VORN_CLI_VORN_COMMAND_LINE_H_
 
-#include <cstdint>
-#include <optional>
-#include <set>
+#include <functional>
 #include <string>
-#include <vector>
 
 #include "desktop/base/status.h"
 #include "protocol/wire.h"
 
+namespace CLI {
+class App;
+}  // namespace CLI
+
 namespace vorn_cli {
 
+// The global options, given before or after the command.
 struct CommandLine {
-  std::string device;             // --device HOST:PORT
-  std::string image;              // --image IMAGE
-  bool json = false;              // --json
-  bool help = false;              // --help or -h
-  std::string command;            // first positional argument
-  std::vector<std::string> args;  // the other positional arguments
-  std::set<std::string> flags;    // other --flags, without values
-
-  // Splits argv. Options may stand before or after the command. Fails on a
-  // global option without its value or with both --device and --image.
-  static desktop::Result<CommandLine> Parse(int argc, char** argv);
-
-  bool Flag(const std::string& name) const { return flags.count(name) != 0; }
-  // Fails naming the first flag not in `allowed`.
-  desktop::Status OnlyFlags(const std::set<std::string>& allowed) const;
+  std::string device;  // --device HOST:PORT
+  std::string image;   // --image IMAGE
+  bool json = false;   // --json
 };
+
+// Defines every command of `vorn` on `app`, with its global options bound
+// to `line`. Once `app` has parsed a command line naming a command, `work`
+// runs that command and returns its exit status.
+void DefineCommands(CLI::App& app, CommandLine& line,
+                    std::function<int()>& work);
 
 // "contacts" (or 1) .. "notes" (or 5).
 desktop::Result<protocol::DataType> ParseDataType(const std::string& text);
 const char* DataTypeName(protocol::DataType type);
-// A decimal or 0x-prefixed object id.
-desktop::Result<std::uint32_t> ParseOid(const std::string& text);
 
 }  // namespace vorn_cli
 

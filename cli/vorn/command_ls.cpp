@@ -7,29 +7,17 @@
 
 namespace vorn_cli {
 
-namespace {
-constexpr char kHelp[] =
-    "usage: vorn ls TYPE [--json]\n"
-    "\n"
-    "Prints the object id of every record of TYPE, one per line.\n";
-}  // namespace
-
-int RunLs(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  if (line.args.size() != 1) return UsageError("ls needs TYPE");
-  auto type = ParseDataType(line.args[0]);
-  if (!type.ok()) return UsageError(type.status().message());
+int RunLs(const CommandLine& line, protocol::DataType type) {
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
-  auto list = (*session)->client().GetAllRecords(*type);
+  auto list = (*session)->client().GetAllRecords(type);
   if (!list.ok()) return Fail(list.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
     desktop::Json oids = desktop::Json::array();
     for (std::uint32_t oid : list->oids) oids.push_back(oid);
     desktop::Json out = desktop::Json::object();
-    out["type"] = DataTypeName(*type);
+    out["type"] = DataTypeName(type);
     out["complete"] = list->header.complete;
     out["oids"] = std::move(oids);
     std::printf("%s\n", desktop::JsonText::Write(out).c_str());
@@ -38,7 +26,7 @@ int RunLs(const CommandLine& line) {
   }
   if (!list->header.complete) {
     return Fail(std::string("the handheld could not open its ") +
-                DataTypeName(*type) + " database");
+                DataTypeName(type) + " database");
   }
   return 0;
 }

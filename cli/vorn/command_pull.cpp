@@ -10,38 +10,25 @@
 
 namespace vorn_cli {
 
-namespace {
-constexpr char kHelp[] =
-    "usage: vorn pull DEVICE_PATH HOST_FILE [--json]\n"
-    "\n"
-    "Copies DEVICE_PATH from the handheld to HOST_FILE (replaced if it\n"
-    "exists), at most 221174 bytes per request.\n";
-}  // namespace
-
-int RunPull(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  if (line.args.size() != 2) {
-    return UsageError("pull needs DEVICE_PATH and HOST_FILE");
-  }
-  std::u16string device_path = desktop::Utf8ToUtf16(line.args[0]);
-  const std::string& host_path = line.args[1];
+int RunPull(const CommandLine& line, const std::string& device_file,
+            const std::string& host_path) {
+  std::u16string device_path = desktop::Utf8ToUtf16(device_file);
 
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
   desktop::HandheldClient& client = (*session)->client();
   std::vector<std::uint8_t> data;
-  ProgressLine progress("pulling " + line.args[0]);
+  ProgressLine progress("pulling " + device_file);
   for (;;) {
     if (data.size() > 0x7FFFFFFFu) {
-      return Fail(line.args[0] + " is larger than the handheld can serve");
+      return Fail(device_file + " is larger than the handheld can serve");
     }
     auto piece = client.ReadFileData(device_path,
                                      static_cast<std::uint32_t>(data.size()),
                                      protocol::kMaxFileReadPiece);
     if (!piece.ok()) return Fail(piece.status().message());
     if (!piece->ok) {
-      return Fail("the handheld could not open " + line.args[0] + " (error " +
+      return Fail("the handheld could not open " + device_file + " (error " +
                   std::to_string(piece->error) + ")");
     }
     data.insert(data.end(), piece->data.begin(), piece->data.end());

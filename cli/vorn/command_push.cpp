@@ -11,25 +11,9 @@
 
 namespace vorn_cli {
 
-namespace {
-constexpr char kHelp[] =
-    "usage: vorn push HOST_FILE DEVICE_PATH [--append] [--json]\n"
-    "\n"
-    "Copies HOST_FILE to DEVICE_PATH on the handheld (e.g.\n"
-    "'\\My Documents\\notes.txt'). The handheld can only append to a file,\n"
-    "so an existing DEVICE_PATH is refused unless --append is given.\n";
-}  // namespace
-
-int RunPush(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({"--append"}); !s.ok()) {
-    return UsageError(s.message());
-  }
-  if (line.args.size() != 2) {
-    return UsageError("push needs HOST_FILE and DEVICE_PATH");
-  }
-  const std::string& host_path = line.args[0];
-  std::u16string device_path = desktop::Utf8ToUtf16(line.args[1]);
+int RunPush(const CommandLine& line, const std::string& host_path,
+            const std::string& device_file, bool append) {
+  std::u16string device_path = desktop::Utf8ToUtf16(device_file);
   std::ifstream file(host_path, std::ios::binary);
   if (!file) return Fail("cannot read " + host_path);
   std::vector<std::uint8_t> data((std::istreambuf_iterator<char>(file)),
@@ -38,11 +22,11 @@ int RunPush(const CommandLine& line) {
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
   desktop::HandheldClient& client = (*session)->client();
-  if (!line.Flag("--append")) {
+  if (!append) {
     auto probe = client.ReadFileData(device_path, 0, 1);
     if (!probe.ok()) return Fail(probe.status().message());
     if (probe->ok) {
-      return Fail(line.args[1] +
+      return Fail(device_file +
                   " already exists on the handheld (use --append to add to "
                   "it)");
     }
@@ -56,7 +40,7 @@ int RunPush(const CommandLine& line) {
         client.WriteFileData(device_path, std::span(data).subspan(done, piece));
     if (!written.ok()) return Fail(written.status().message());
     if (!written->ok) {
-      return Fail("the handheld could not write " + line.args[1] + " (error " +
+      return Fail("the handheld could not write " + device_file + " (error " +
                   std::to_string(written->error) + ")");
     }
     done += piece;
@@ -65,11 +49,11 @@ int RunPush(const CommandLine& line) {
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
     desktop::Json out = desktop::Json::object();
-    out["device_path"] = line.args[1];
+    out["device_path"] = device_file;
     out["bytes"] = done;
     std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
-    std::printf("pushed %zu bytes to %s\n", done, line.args[1].c_str());
+    std::printf("pushed %zu bytes to %s\n", done, device_file.c_str());
   }
   return 0;
 }

@@ -13,14 +13,6 @@
 namespace vorn_cli {
 
 namespace {
-constexpr char kHelp[] =
-    "usage: vorn put FILE [--json]\n"
-    "\n"
-    "Writes the contacts of FILE to the handheld: a JSON object or array of\n"
-    "objects (field names as in `vorn get contacts OID --json`), or a vCard\n"
-    "file (.vcf). A contact with an object id (\"oid\", X-VORN-OID) replaces\n"
-    "that record; one without is added. Prints the resulting object ids.\n";
-
 bool EndsWithVcf(const std::string& path) {
   if (path.size() < 4) return false;
   std::string tail = path.substr(path.size() - 4);
@@ -30,11 +22,7 @@ bool EndsWithVcf(const std::string& path) {
 
 }  // namespace
 
-int RunPut(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  if (line.args.size() != 1) return UsageError("put needs FILE");
-  const std::string& path = line.args[0];
+int RunPut(const CommandLine& line, const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return Fail("cannot read " + path);
   std::stringstream text;

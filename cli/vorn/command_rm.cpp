@@ -8,29 +8,11 @@
 
 namespace vorn_cli {
 
-namespace {
-constexpr char kHelp[] =
-    "usage: vorn rm TYPE OID... [--json]\n"
-    "\n"
-    "Deletes records by object id and prints the ids deleted. Fails when an\n"
-    "id could not be deleted.\n";
-}  // namespace
-
-int RunRm(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({}); !s.ok()) return UsageError(s.message());
-  if (line.args.size() < 2) return UsageError("rm needs TYPE and an OID");
-  auto type = ParseDataType(line.args[0]);
-  if (!type.ok()) return UsageError(type.status().message());
-  std::vector<std::uint32_t> oids;
-  for (std::size_t i = 1; i < line.args.size(); ++i) {
-    auto oid = ParseOid(line.args[i]);
-    if (!oid.ok()) return UsageError(oid.status().message());
-    oids.push_back(*oid);
-  }
+int RunRm(const CommandLine& line, protocol::DataType type,
+          const std::vector<std::uint32_t>& oids) {
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
-  auto deleted = (*session)->client().DeleteRecords(*type, oids);
+  auto deleted = (*session)->client().DeleteRecords(type, oids);
   if (!deleted.ok()) return Fail(deleted.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   if (line.json) {
@@ -45,7 +27,7 @@ int RunRm(const CommandLine& line) {
   int status = 0;
   for (std::uint32_t oid : oids) {
     if (std::find(deleted->begin(), deleted->end(), oid) == deleted->end()) {
-      status = Fail("could not delete " + std::string(DataTypeName(*type)) +
+      status = Fail("could not delete " + std::string(DataTypeName(type)) +
                     " record " + std::to_string(oid));
     }
   }

@@ -19,37 +19,6 @@ namespace vorn_cli {
 
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn (--device HOST:PORT | --image IMAGE) sync DIR "
-    "[--partner NAME] [--json]\n"
-    "\n"
-    "Mirrors the handheld's contacts into DIR (created if missing): one\n"
-    "vCard 4.0 file per contact, named OID.vcf after the handheld's object\n"
-    "id. Files are written under a temporary name, flushed and renamed;\n"
-    "DIR/.vorn-sync.json keeps the contract name, the handheld's machine id\n"
-    "and the last run.\n"
-    "\n"
-    "The first run adds a contract on the handheld and mirrors everything;\n"
-    "later runs ask the handheld what changed since the contract's mark and\n"
-    "touch only those files. The mark moves only after every change was\n"
-    "written, so an interrupted run is simply repeated by the next one.\n"
-    "\n"
-    "--partner NAME  the contract name (write it after DIR). Default: the\n"
-    "                name in DIR's state file, else vorn-HOST-HASH from this\n"
-    "                host's name and a hash of DIR's absolute path.\n"
-    "--json          print the summary as one JSON object.\n"
-    "\n"
-    "Known limit: the handheld stores its change sequence of the moment it\n"
-    "answers the final UpdateContract. The change list is asked for again\n"
-    "just before, so only an edit made on the handheld within that last\n"
-    "round trip would be skipped (the handheld's sync agent is busy with\n"
-    "the conversation meanwhile). A full mirror lists at most 55294\n"
-    "contacts, and one run catches up at most 44235 changes.\n"
-    "\n"
-    "Debugging: VORN_SYNC_STOP_AFTER_RECORDS=N makes the run stop dead\n"
-    "after N fetched records, without finishing the conversation, as if\n"
-    "the process had been killed there (exit status 3).\n";
-
 // Opens the stream named by --device or --image.
 desktop::Result<std::unique_ptr<desktop::HandheldStream>> OpenStream(
     const CommandLine& line) {
@@ -119,21 +88,10 @@ void Remember(const desktop::SyncSummary& summary, const std::string& dir) {
 
 }  // namespace
 
-int RunSync(const CommandLine& line) {
-  if (line.help) return PrintHelp(kHelp);
-  if (auto s = line.OnlyFlags({"--partner"}); !s.ok()) {
-    return UsageError(s.message());
-  }
+int RunSync(const CommandLine& line, const std::string& path,
+            const std::string& partner) {
   desktop::SyncOptions options;
-  if (line.Flag("--partner")) {
-    if (line.args.size() != 2)
-      return UsageError("sync needs DIR --partner NAME");
-    options.partner = line.args[1];
-    if (options.partner.empty()) return UsageError("empty partner name");
-  } else if (line.args.size() != 1) {
-    return UsageError("sync needs DIR");
-  }
-  const std::string& path = line.args[0];
+  options.partner = partner;
   if (const char* stop = std::getenv("VORN_SYNC_STOP_AFTER_RECORDS")) {
     options.stop_after_records = std::strtoull(stop, nullptr, 10);
   }

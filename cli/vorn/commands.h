@@ -1,33 +1,38 @@
-// The commands of `vorn`. Each takes the parsed command line and returns
-// the process exit status: 0 success, 1 failure, 2 bad arguments. Each
-// prints its own help for --help.
+// The commands of `vorn`, called with their arguments already checked.
+// Each returns the process exit status: 0 success, 1 failure.
 #ifndef VORN_CLI_VORN_COMMANDS_H_
 #define VORN_CLI_VORN_COMMANDS_H_
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "cli/vorn/command_line.h"
 
 namespace vorn_cli {
 
-int RunRaw(const CommandLine& line);
+int RunRaw(const CommandLine& line,
+           const std::vector<std::vector<std::uint8_t>>& packets);
 int RunInfo(const CommandLine& line);
-int RunCount(const CommandLine& line);
-int RunLs(const CommandLine& line);
-int RunGet(const CommandLine& line);
-int RunPut(const CommandLine& line);
-int RunRm(const CommandLine& line);
-int RunPush(const CommandLine& line);
-int RunPull(const CommandLine& line);
-int RunExport(const CommandLine& line);
-int RunSync(const CommandLine& line);
-int RunContracts(const CommandLine& line);
+int RunCount(const CommandLine& line, protocol::DataType type);
+int RunLs(const CommandLine& line, protocol::DataType type);
+int RunGet(const CommandLine& line, protocol::DataType type,
+           const std::vector<std::uint32_t>& oids, bool vcard);
+int RunPut(const CommandLine& line, const std::string& path);
+int RunRm(const CommandLine& line, protocol::DataType type,
+          const std::vector<std::uint32_t>& oids);
+int RunPush(const CommandLine& line, const std::string& host_path,
+            const std::string& device_file, bool append);
+int RunPull(const CommandLine& line, const std::string& device_file,
+            const std::string& host_path);
+int RunExport(const CommandLine& line, const std::string& dir);
+int RunSync(const CommandLine& line, const std::string& path,
+            const std::string& partner);
+// Lists the contracts, or deletes the one named `remove` when not empty.
+int RunContracts(const CommandLine& line, const std::string& remove);
 
-// Shared by the commands: a one-line error on standard error.
-int Fail(const std::string& message);        // returns 1
-int UsageError(const std::string& message);  // returns 2
-// Prints `text` (a help text) on standard output and returns 0.
-int PrintHelp(const char* text);
+// Shared by the commands: a one-line error on standard error; returns 1.
+int Fail(const std::string& message);
 
 }  // namespace vorn_cli
 

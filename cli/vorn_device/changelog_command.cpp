@@ -1,12 +1,13 @@
 // vorn-device changelog IMAGE add TYPE --oid N --seq N [--kind K]
 // vorn-device changelog IMAGE ls TYPE [--json]
-#include <algorithm>
-#include <charconv>
+#include <CLI/CLI.hpp>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
 
+#include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
@@ -17,10 +18,7 @@
 namespace cli {
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn-device changelog IMAGE add TYPE --oid N --seq N [--kind K]\n"
-    "       vorn-device changelog IMAGE ls TYPE [--json]\n"
-    "\n"
+constexpr char kDetails[] =
     "Reads and writes the handheld's change logs, which record every change\n"
     "of a contact, appointment, task or mail message for the desktops that\n"
     "synchronise with the handheld. TYPE is contacts, appointments, tasks or\n"
@@ -34,17 +32,13 @@ constexpr char kHelp[] =
     "\n"
     "ls prints the entries in log order, newest first, one per line:\n"
     "SEQUENCE OID KIND separated by tabs; --json prints an array of\n"
-    "{\"seq\", \"oid\", \"kind\", \"change\"} objects instead.\n";
-
-int Usage(const std::string& message) {
-  return ReportError("changelog", message, kExitUsage);
-}
+    "{\"seq\", \"oid\", \"kind\", \"change\"} objects instead.";
 
 std::optional<int> ParseKind(const std::string& text) {
   if (text == "added") return 1;
   if (text == "changed") return 2;
   if (text == "deleted") return 3;
-  std::optional<DWORD> number = ParseDword(text);
+  std::optional<DWORD> number = cli_common::ParseUint32(text);
   if (!number || *number > 255) return std::nullopt;
   return static_cast<int>(*number);
 }
@@ -71,6 +65,7 @@ const char16_t* LogOfType(const std::string& type) {
 }
 
 struct Request {
+  std::string image;
   std::string action;
   const char16_t* log = nullptr;
   DWORD oid = 0;
@@ -78,63 +73,6 @@ struct Request {
   int kind = 2;
   bool json = false;
 };
-
-// Checks the arguments after IMAGE; an error message when they are bad.
-std::optional<std::string> Parse(const Args& args, Request* request) {
-  if (args.size() < 3) return "missing action or TYPE (see --help)";
-  request->action = args[1];
-  request->log = LogOfType(args[2]);
-  if (request->action != "add" && request->action != "ls") {
-    return "unknown action '" + request->action + "' (add or ls)";
-  }
-  if (request->log == nullptr) {
-    return "unknown TYPE '" + args[2] +
-           "' (contacts, appointments, tasks or mail)";
-  }
-  if (request->action == "ls") {
-    for (std::size_t i = 3; i < args.size(); ++i) {
-      if (args[i] != "--json") return "unexpected argument '" + args[i] + "'";
-      request->json = true;
-    }
-    return std::nullopt;
-  }
-  bool haveOid = false;
-  bool haveSequence = false;
-  for (std::size_t i = 3; i < args.size(); i += 2) {
-    const std::string& option = args[i];
-    if (option != "--oid" && option != "--seq" && option != "--kind") {
-      return "unexpected argument '" + option + "'";
-    }
-    if (i + 1 >= args.size()) return option + " needs a value";
-    const std::string& value = args[i + 1];
-    if (option == "--kind") {
-      std::optional<int> kind = ParseKind(value);
-      if (!kind) {
-        return "--kind needs added, changed, deleted or 0 to 255, not '" +
-               value + "'";
-      }
-      request->kind = *kind;
-      continue;
-    }
-    std::optional<DWORD> number = ParseDword(value);
-    if (!number) {
-      std::string message = option;
-      message += " needs a number from 0 to 4294967295, not '";
-      message += value;
-      message += "'";
-      return message;
-    }
-    if (option == "--oid") {
-      request->oid = *number;
-      haveOid = true;
-    } else {
-      request->sequence = *number;
-      haveSequence = true;
-    }
-  }
-  if (!haveOid || !haveSequence) return "add needs --oid N and --seq N";
-  return std::nullopt;
-}
 
 std::string Listing(const std::vector<device::ChangeLogWriter::Entry>& entries,
                     bool json) {
@@ -161,22 +99,10 @@ std::string Listing(const std::vector<device::ChangeLogWriter::Entry>& entries,
   return out.str();
 }
 
-}  // namespace
-
-int RunChangelog(const Args& args) {
-  if (std::find(args.begin(), args.end(), "--help") != args.end()) {
-    std::cout << kHelp;
-    return 0;
-  }
-  if (args.empty()) return Usage("missing IMAGE (see --help)");
-  Request request;
-  if (std::optional<std::string> problem = Parse(args, &request)) {
-    return Usage(*problem);
-  }
-
+int Run(const Request& request) {
   std::string output;
-  int status =
-      RunInTransaction("changelog", args[0], [&](device::Device& handheld) {
+  int status = RunInTransaction(
+      "changelog", request.image, [&](device::Device& handheld) {
         device::ChangeLogWriter& writer = handheld.changeLog();
         if (request.action == "add") {
           return writer.AppendRaw(request.log, request.oid, request.sequence,
@@ -187,6 +113,67 @@ int RunChangelog(const Args& args) {
       });
   if (status == 0) std::cout << output;
   return status;
+}
+
+// The positional TYPE of an action: the log it works on.
+void AddType(CLI::App& action, Request& request) {
+  action
+      .add_option_function<std::string>(
+          "TYPE",
+          [&request](const std::string& type) {
+            request.log = LogOfType(type);
+            if (request.log == nullptr) {
+              cli_common::BadArgument(
+                  "unknown TYPE '" + type +
+                  "' (contacts, appointments, tasks or mail)");
+            }
+          },
+          "contacts, appointments, tasks or mail")
+      ->required();
+}
+
+}  // namespace
+
+void DefineChangelog(CLI::App& app, Work& work) {
+  auto request = std::make_shared<Request>();
+  CLI::App* changelog =
+      app.add_subcommand("changelog", "read and write the change logs");
+  changelog->footer(kDetails);
+  changelog->add_option("IMAGE", request->image, "the device image")
+      ->required();
+  changelog->require_subcommand(1);
+
+  CLI::App* add = changelog->add_subcommand("add", "append one raw entry");
+  AddType(*add, *request);
+  cli_common::AddUint32(*add, "--oid", request->oid, "the object id")
+      ->required();
+  cli_common::AddUint32(*add, "--seq", request->sequence,
+                        "the entry's sequence number")
+      ->required();
+  add->add_option_function<std::string>(
+         "--kind",
+         [request](const std::string& text) {
+           std::optional<int> kind = ParseKind(text);
+           if (!kind) {
+             cli_common::BadArgument(
+                 "--kind needs added, changed, deleted or 0 to 255, not '" +
+                 text + "'");
+           }
+           request->kind = *kind;
+         },
+         "added, changed (default), deleted or 0 to 255")
+      ->type_name("K");
+
+  CLI::App* ls = changelog->add_subcommand("ls", "list the entries");
+  AddType(*ls, *request);
+  ls->add_flag("--json", request->json, "print a JSON array");
+
+  for (CLI::App* action : {add, ls}) {
+    action->callback(
+        [request, name = action->get_name()] { request->action = name; });
+  }
+  changelog->callback(
+      [&work, request] { work = [request] { return Run(*request); }; });
 }
 
 }  // namespace cli

@@ -1,6 +1,5 @@
 #include "cli/vorn_device/command_support.h"
 
-#include <charconv>
 #include <iostream>
 
 namespace cli {
@@ -31,22 +30,6 @@ int RunInTransaction(std::string_view command, const std::string& image,
     return ReportError(command, e.what(), kExitFailure);
   }
   return 0;
-}
-
-std::optional<DWORD> ParseDword(std::string_view text) {
-  int base = 10;
-  if (text.starts_with("0x") || text.starts_with("0X")) {
-    base = 16;
-    text.remove_prefix(2);
-  }
-  DWORD value = 0;
-  auto [end, error] =
-      std::from_chars(text.data(), text.data() + text.size(), value, base);
-  if (text.empty() || error != std::errc() ||
-      end != text.data() + text.size()) {
-    return std::nullopt;
-  }
-  return value;
 }
 
 }  // namespace cli

@@ -1,15 +1,13 @@
 // What the commands of vorn-device share: their one-line errors and the
-// numbers their arguments carry.
+// transaction around their work.
 #ifndef VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
 #define VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "device/device.h"
-#include "platform/types.h"
 
 namespace cli {
 
@@ -29,10 +27,6 @@ int ReportError(std::string_view command, const std::string& message,
 int RunInTransaction(std::string_view command, const std::string& image,
                      const std::function<device::Status(device::Device&)>& work,
                      int failureStatus = kExitFailure, bool commit = true);
-
-// A DWORD written in decimal or as 0x hex; nullopt for anything else
-// (empty, signs, trailing characters, too large).
-std::optional<DWORD> ParseDword(std::string_view text);
 
 }  // namespace cli
 

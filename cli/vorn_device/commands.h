@@ -1,24 +1,29 @@
-// The commands of vorn-device. Each takes the arguments after its own name
-// (the image path first), writes its output to standard output and its
-// one-line errors to standard error, and returns the exit status.
+// The commands of vorn-device. Each Define function adds one command to
+// the program's command line: its arguments, their checks and its help.
+// Once the command line has been parsed, `work` runs the command chosen; it
+// writes its output to standard output and its one-line errors to standard
+// error, and returns the exit status.
 #ifndef VORN_CLI_VORN_DEVICE_COMMANDS_H_
 #define VORN_CLI_VORN_DEVICE_COMMANDS_H_
 
-#include <string>
-#include <vector>
+#include <functional>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace cli {
 
-using Args = std::vector<std::string>;
+using Work = std::function<int()>;
 
-int RunInit(const Args& args);
-int RunServe(const Args& args);
-int RunReg(const Args& args);
-int RunFs(const Args& args);
-int RunFault(const Args& args);
-int RunDump(const Args& args);
-int RunChangelog(const Args& args);
-int RunPim(const Args& args);
+void DefineInit(CLI::App& app, Work& work);
+void DefineServe(CLI::App& app, Work& work);
+void DefineReg(CLI::App& app, Work& work);
+void DefineFs(CLI::App& app, Work& work);
+void DefineFault(CLI::App& app, Work& work);
+void DefineDump(CLI::App& app, Work& work);
+void DefineChangelog(CLI::App& app, Work& work);
+void DefinePim(CLI::App& app, Work& work);
 
 }  // namespace cli
 

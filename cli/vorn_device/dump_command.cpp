@@ -8,8 +8,10 @@
 // nlohmann-json; only the line layout is set here.
 #include <sqlite3.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "cli/vorn_device/commands.h"
@@ -21,12 +23,10 @@
 namespace cli {
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn-device dump IMAGE\n"
-    "\n"
+constexpr char kDetails[] =
     "Prints the whole device state as one JSON object: every table of the\n"
     "image as an array of row objects (blobs as hex strings) under\n"
-    "\"tables\", and the registry decoded under \"registry\".\n";
+    "\"tables\", and the registry decoded under \"registry\".";
 
 using Json = device::PimJson::Json;
 
@@ -129,18 +129,8 @@ Json DumpTable(device::DeviceImage& image, const std::string& table) {
   return rows;
 }
 
-}  // namespace
-
-int RunDump(const Args& args) {
-  if (std::find(args.begin(), args.end(), "--help") != args.end()) {
-    std::cout << kHelp;
-    return 0;
-  }
-  if (args.size() != 1) {
-    std::cerr << "vorn-device dump: expected exactly one IMAGE\n";
-    return 2;
-  }
-  auto opened = device::Device::Open(args[0]);
+int Dump(const std::string& path) {
+  auto opened = device::Device::Open(path);
   if (!opened.ok()) {
     std::cerr << "vorn-device dump: " << opened.status().message() << "\n";
     return 1;
@@ -155,11 +145,8 @@ int RunDump(const Args& args) {
     while (names.Step()) tables.push_back(names.Text(0));
     std::vector<device::RegistryEntry> registry = (*opened)->registry().List();
 
-    Json dump = Json::object();
-    dump["image"] = Text(args[0]);
-    dump["tables"] = Json::object();
-    for (const std::string& table : tables) {
-      dump["tables"][Text(table).get<std::string>()] = DumpTable(image, table);
+#include <CLI/CLI.hpp>
+#include <algorithm>
     }
     dump["registry"] = Json::array();
     for (const device::RegistryEntry& entry : registry) {
@@ -180,6 +167,17 @@ int RunDump(const Args& args) {
     return 1;
   }
   return 0;
+}
+
+}  // namespace
+
+void DefineDump(CLI::App& app, Work& work) {
+  auto image = std::make_shared<std::string>();
+  CLI::App* dump =
+      app.add_subcommand("dump", "print the whole device state as JSON");
+  dump->footer(kDetails);
+  dump->add_option("IMAGE", *image, "the device image")->required();
+  dump->callback([&work, image] { work = [image] { return Dump(*image); }; });
 }
 
 }  // namespace cli

@@ -1,8 +1,11 @@
 // vorn-device fault IMAGE set NAME [VALUE] | clear [NAME] | list
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <map>
+#include <memory>
 
+#include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
@@ -10,19 +13,11 @@
 namespace cli {
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn-device fault IMAGE set NAME [VALUE]\n"
-    "       vorn-device fault IMAGE clear [NAME]\n"
-    "       vorn-device fault IMAGE list\n"
-    "\n"
+constexpr char kDetails[] =
     "Injects faults into the emulated handheld; they stay set in the image\n"
     "until cleared. clear without NAME clears every fault. list prints one\n"
     "line per known fault: NAME, its state (off, on, or on=VALUE) and what\n"
-    "it does, separated by tabs.\n";
-
-int Usage(const std::string& message) {
-  return ReportError("fault", message, kExitUsage);
-}
+    "it does, separated by tabs.";
 
 bool IsKnown(const std::string& name) {
   const auto& catalog = device::FaultSet::Catalog();
@@ -46,44 +41,65 @@ void PrintList(device::FaultSet& faults) {
   }
 }
 
-}  // namespace
+struct FaultRequest {
+  std::string image;
+  std::string action;
+  std::string name;
+  std::string value;
+};
 
-int RunFault(const Args& args) {
-  if (std::find(args.begin(), args.end(), "--help") != args.end()) {
-    std::cout << kHelp;
-    return 0;
-  }
-  if (args.size() < 2) return Usage("missing IMAGE or action (see --help)");
-  const std::string& action = args[1];
-  if (action == "set") {
-    if (args.size() < 3 || args.size() > 4) {
-      return Usage("set needs NAME [VALUE]");
-    }
-  } else if (action == "clear") {
-    if (args.size() > 3) return Usage("clear takes at most one NAME");
-  } else if (action == "list") {
-    if (args.size() != 2) return Usage("list takes no arguments");
-  } else {
-    return Usage("unknown action '" + action + "' (set, clear or list)");
-  }
-  if (args.size() >= 3 && !IsKnown(args[2])) {
-    return Usage("unknown fault '" + args[2] + "' (see: fault IMAGE list)");
-  }
-
+int Run(const FaultRequest& request) {
   return RunInTransaction(
-      "fault", args[0],
+      "fault", request.image,
       [&](device::Device& handheld) {
-        if (action == "set") {
-          return handheld.faults().Set(args[2],
-                                       args.size() == 4 ? args[3] : "");
+        if (request.action == "set") {
+          return handheld.faults().Set(request.name, request.value);
         }
-        if (action == "clear") {
-          return handheld.faults().Clear(args.size() == 3 ? args[2] : "");
+        if (request.action == "clear") {
+          return handheld.faults().Clear(request.name);
         }
         PrintList(handheld.faults());
         return device::Status::Ok();
       },
       kExitUsage);
+}
+
+// The positional NAME of a fault known to the handheld.
+CLI::Option* AddName(CLI::App& action, FaultRequest& request) {
+  return action.add_option_function<std::string>(
+      "NAME",
+      [&request](const std::string& name) {
+        if (!IsKnown(name)) {
+          cli_common::BadArgument("unknown fault '" + name +
+                                  "' (see: fault IMAGE list)");
+        }
+        request.name = name;
+      },
+      "a fault named by list");
+}
+
+}  // namespace
+
+void DefineFault(CLI::App& app, Work& work) {
+  auto request = std::make_shared<FaultRequest>();
+  CLI::App* fault =
+      app.add_subcommand("fault", "inject faults into the handheld");
+  fault->footer(kDetails);
+  fault->add_option("IMAGE", request->image, "the device image")->required();
+  fault->require_subcommand(1);
+  CLI::App* set = fault->add_subcommand("set", "set a fault");
+  AddName(*set, *request)->required();
+  set->add_option("VALUE", request->value, "what the fault uses, if any");
+  CLI::App* clear =
+      fault->add_subcommand("clear", "clear one fault, or every fault");
+  AddName(*clear, *request);
+  CLI::App* list = fault->add_subcommand("list", "list the known faults");
+  for (CLI::App* action : {set, clear, list}) {
+    action->callback(
+        [request, name = action->get_name()] { request->action = name; });
+  }
+  fault->callback(
+      [&work, request] { work = [request] { return Run(*request); }; });
 }
 
 }  // namespace cli

@@ -2,6 +2,7 @@
 // system inside an image, lists, removes and marks them. Host files are
 // touched here only; the handheld side goes through the file system's own
 // calls, in one transaction of the image that an error rolls back.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -11,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
 #include "device/fs/file_name.h"
@@ -20,28 +22,13 @@
 namespace cli {
 namespace {
 
-constexpr int kUsage = 2;
 constexpr int kFailed = 1;
 constexpr DWORD kPiece = 64 * 1024;
 
-constexpr const char* kHelp =
-    "usage: vorn-device fs IMAGE COMMAND ...\n"
-    "  put DEVICE_PATH HOST_FILE    copy a host file into the handheld\n"
-    "                               (replacing a file of that name)\n"
-    "  get DEVICE_PATH HOST_FILE    copy a handheld file to the host\n"
-    "  ls [DIR]                     list a directory (default \\): attributes\n"
-    "                               (d r h s a t), size, last write (UTC),\n"
-    "                               object identifier, name (directories end\n"
-    "                               in \\)\n"
-    "  rm DEVICE_PATH               delete a file or an empty directory\n"
-    "  attrib DEVICE_PATH +r|-r     set or clear the read-only attribute\n"
-    "Device paths use \\ or / and start at the handheld's root.\n";
-
-int Usage(const std::string& message) {
-  std::cerr << "vorn-device fs: " << message
-            << " (vorn-device fs --help for usage)\n";
-  return kUsage;
-}
+constexpr const char* kDetails =
+    "Device paths use \\ or / and start at the handheld's root. ls shows\n"
+    "attributes (d r h s a t), size, last write (UTC), object identifier\n"
+    "and name (directories end in \\).";
 
 std::string ErrorText(DWORD code) {
   switch (code) {
@@ -229,45 +216,19 @@ void Attrib(device::Device& handheld, const std::u16string& path,
   }
 }
 
-}  // namespace
-
-int RunFs(const Args& args) {
-  if (!args.empty() && (args[0] == "--help" || args[0] == "-h")) {
-    std::cout << kHelp;
-    return 0;
-  }
-  if (args.size() < 2) return Usage("expected IMAGE and a command");
-  const std::string& image = args[0];
-  const std::string& command = args[1];
-  const std::size_t operands = args.size() - 2;
-
-  std::size_t expected = 0;
-  if (command == "put" || command == "get" || command == "attrib") {
-    expected = 2;
-  } else if (command == "rm") {
-    expected = 1;
-  } else if (command == "ls") {
-    expected = operands == 0 ? 0 : 1;
-  } else {
-    return Usage("unknown command '" + command + "'");
-  }
-  if (operands != expected) {
-    return Usage("wrong number of arguments for '" + command + "'");
-  }
+struct FsRequest {
+  std::string image;
+  std::string command;
   std::u16string path = u"\\";
-  if (operands > 0) {
-    auto parsed = DevicePath(args[2]);
-    if (!parsed) return Usage("device path is not valid UTF-8");
-    path = *parsed;
-  }
+  std::string hostFile;
   bool readOnly = false;
-  if (command == "attrib") {
-    if (args[3] != "+r" && args[3] != "-r") {
-      return Usage("attrib takes +r or -r");
-    }
-    readOnly = args[3] == "+r";
-  }
+};
 
+int Run(const FsRequest& request) {
+  const std::string& image = request.image;
+  const std::string& command = request.command;
+  const std::u16string& path = request.path;
+  const bool readOnly = request.readOnly;
   auto opened = device::Device::Open(image);
   if (!opened.ok()) {
     std::cerr << "vorn-device fs: " << opened.status().message() << '\n';
@@ -277,9 +238,9 @@ int RunFs(const Args& args) {
   try {
     handheld.image().Begin();
     if (command == "put") {
-      Put(handheld, path, args[3]);
+      Put(handheld, path, request.hostFile);
     } else if (command == "get") {
-      Get(handheld, path, args[3]);
+      Get(handheld, path, request.hostFile);
     } else if (command == "ls") {
       List(handheld, path);
     } else if (command == "rm") {
@@ -298,6 +259,70 @@ int RunFs(const Args& args) {
     return kFailed;
   }
   return 0;
+}
+
+// The positional `name`: a path on the handheld.
+CLI::Option* AddDevicePath(CLI::App& command, const std::string& name,
+                           FsRequest& request) {
+  return command.add_option_function<std::string>(
+      name,
+      [&request](const std::string& text) {
+        std::optional<std::u16string> path = DevicePath(text);
+        if (!path) cli_common::BadArgument("device path is not valid UTF-8");
+        request.path = *path;
+      },
+      "a path on the handheld");
+}
+
+}  // namespace
+
+void DefineFs(CLI::App& app, Work& work) {
+  auto request = std::make_shared<FsRequest>();
+  CLI::App* fs = app.add_subcommand(
+      "fs", "move, list, remove and mark files on the handheld");
+  fs->footer(kDetails);
+  fs->add_option("IMAGE", request->image, "the device image")->required();
+  fs->require_subcommand(1);
+
+  CLI::App* put = fs->add_subcommand(
+      "put",
+      "copy a host file into the handheld (replacing a file of that "
+      "name)");
+  AddDevicePath(*put, "DEVICE_PATH", *request)->required();
+  put->add_option("HOST_FILE", request->hostFile, "the file to copy")
+      ->required();
+  CLI::App* get = fs->add_subcommand("get", "copy a handheld file to the host");
+  AddDevicePath(*get, "DEVICE_PATH", *request)->required();
+  get->add_option("HOST_FILE", request->hostFile, "where it goes")->required();
+  CLI::App* ls = fs->add_subcommand("ls", "list a directory (default \\)");
+  AddDevicePath(*ls, "DIR", *request);
+  CLI::App* rm =
+      fs->add_subcommand("rm", "delete a file or an empty directory");
+  AddDevicePath(*rm, "DEVICE_PATH", *request)->required();
+
+  // `attrib PATH -r` reads as an option: -r is one, +r a positional.
+  CLI::App* attrib =
+      fs->add_subcommand("attrib", "set (+r) or clear (-r) read-only");
+  AddDevicePath(*attrib, "DEVICE_PATH", *request)->required();
+  auto mode = std::make_shared<std::string>();
+  auto clear = std::make_shared<bool>(false);
+  attrib->add_option("MODE", *mode, "+r sets the read-only attribute")
+      ->type_name("+r");
+  attrib->add_flag("-r", *clear, "clears the read-only attribute");
+
+  for (CLI::App* command : {put, get, ls, rm}) {
+    command->callback(
+        [request, name = command->get_name()] { request->command = name; });
+  }
+  attrib->callback([request, mode, clear] {
+    if (*clear == !mode->empty() || (!mode->empty() && *mode != "+r")) {
+      cli_common::BadArgument("attrib takes +r or -r");
+    }
+    request->command = "attrib";
+    request->readOnly = !*clear;
+  });
+  fs->callback(
+      [&work, request] { work = [request] { return Run(*request); }; });
 }
 
 }  // namespace cli

@@ -6,17 +6,18 @@
 // Edits the handheld's contacts, appointments and tasks the way its user
 // does: through the object model, with the change-log writer attached, so
 // that every edit shows in the change logs as it would on the handheld.
-#include <algorithm>
-#include <charconv>
+#include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
@@ -32,12 +33,7 @@
 namespace cli {
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn-device pim IMAGE add TYPE JSON\n"
-    "       vorn-device pim IMAGE set TYPE OID JSON\n"
-    "       vorn-device pim IMAGE delete TYPE OID\n"
-    "       vorn-device pim IMAGE ls TYPE [--json]\n"
-    "\n"
+constexpr char kDetails[] =
     "Edits the handheld's contacts, appointments and tasks as its user does,\n"
     "through the handheld's object model; each edit is recorded in the\n"
     "type's change log. TYPE is contacts, appointments or tasks; OID is an\n"
@@ -171,16 +167,13 @@ struct Edit {
 };
 
 struct Request {
+  std::string image;
   std::string action;
   const ItemKind* kind = nullptr;
   DWORD oid = 0;
   std::vector<Edit> edits;
   bool json = false;
 };
-
-int Usage(const std::string& message) {
-  return ReportError("pim", message, kExitUsage);
-}
 
 std::string Hex(HRESULT result) {
   char text[16];
@@ -189,7 +182,7 @@ std::string Hex(HRESULT result) {
 }
 
 std::optional<DWORD> ParseOid(std::string_view digits) {
-  std::optional<DWORD> value = ParseDword(digits);
+  std::optional<DWORD> value = cli_common::ParseUint32(digits);
   if (value == 0U) return std::nullopt;
   return value;
 }
@@ -239,44 +232,6 @@ std::optional<std::string> ParseEdits(const ItemKind& kind,
     edits->push_back(std::move(edit));
   }
   return std::nullopt;
-}
-
-// Checks the arguments after IMAGE; an error message when they are bad.
-std::optional<std::string> Parse(const Args& args, Request* request) {
-  if (args.size() < 3) return "missing action or TYPE (see --help)";
-  request->action = args[1];
-  const std::string& action = request->action;
-  std::size_t wanted = 0;
-  if (action == "add" || action == "delete") {
-    wanted = 4;
-  } else if (action == "set") {
-    wanted = 5;
-  } else if (action != "ls") {
-    return "unknown action '" + action + "' (add, set, delete or ls)";
-  }
-  request->kind = KindOf(args[2]);
-  if (request->kind == nullptr) {
-    return "unknown TYPE '" + args[2] + "' (contacts, appointments or tasks)";
-  }
-  if (action == "ls") {
-    for (std::size_t i = 3; i < args.size(); ++i) {
-      if (args[i] != "--json") return "unexpected argument '" + args[i] + "'";
-      request->json = true;
-    }
-    return std::nullopt;
-  }
-  if (args.size() != wanted) {
-    return action == "add"      ? "add needs TYPE JSON"
-           : action == "delete" ? "delete needs TYPE OID"
-                                : "set needs TYPE OID JSON";
-  }
-  if (action != "add") {
-    std::optional<DWORD> oid = ParseOid(args[3]);
-    if (!oid) return "bad OID '" + args[3] + "'";
-    request->oid = *oid;
-  }
-  if (action == "delete") return std::nullopt;
-  return ParseEdits(*request->kind, args.back(), &request->edits);
 }
 
 // Holds one reference of an object model object and gives it back.
@@ -466,39 +421,34 @@ class PimSession {
   device::OutlookApp* app_;
 };
 
-}  // namespace
-
-int RunPim(const Args& args) {
-  if (std::find(args.begin(), args.end(), "--help") != args.end()) {
-    std::cout << kHelp;
-    for (const ItemKind& kind : kKinds) {
-      std::cout << "\nproperties of " << kind.type << ":";
-      std::size_t column = 80;
-      for (const Property& property : kind.properties) {
-        std::string name = property.name;
-        if (column + name.size() + 1 > 76) {
-          std::cout << "\n ";
-          column = 1;
-        }
-        std::cout << " " << name;
-        column += name.size() + 1;
+// kDetails, then the properties of each kind.
+std::string Details() {
+  std::string text = kDetails;
+  for (const ItemKind& kind : kKinds) {
+    text += "\nproperties of " + std::string(kind.type) + ":";
+    std::size_t column = 80;
+    for (const Property& property : kind.properties) {
+      std::string name = property.name;
+      if (column + name.size() + 1 > 76) {
+        text += "\n ";
+        column = 1;
       }
-      std::cout << "\n";
+      text += " " + name;
+      column += name.size() + 1;
     }
-    return 0;
+    text += "\n";
   }
-  if (args.empty()) return Usage("missing IMAGE (see --help)");
-  Request request;
-  if (std::optional<std::string> problem = Parse(args, &request)) {
-    return Usage(*problem);
-  }
+  text.pop_back();  // the footer's own line end follows
+  return text;
+}
 
+int Run(const Request& request) {
   std::string output;
   // Listing changes nothing the user could see: it is rolled back, so the
   // databases the object model makes on its first start wait for the first
   // edit.
   int status = RunInTransaction(
-      "pim", args[0],
+      "pim", request.image,
       [&](device::Device& handheld) {
         PimSession session(handheld, request);
         return session.Run(&output);
@@ -506,6 +456,77 @@ int RunPim(const Args& args) {
       kExitFailure, request.action != "ls");
   if (status == 0) std::cout << output;
   return status;
+}
+
+// The action `name` with its TYPE.
+CLI::App* AddAction(CLI::App& pim, const std::string& name,
+                    const std::string& description, Request& request) {
+  CLI::App* action = pim.add_subcommand(name, description);
+  action
+      ->add_option_function<std::string>(
+          "TYPE",
+          [&request](const std::string& type) {
+            request.kind = KindOf(type);
+            if (request.kind == nullptr) {
+              cli_common::BadArgument("unknown TYPE '" + type +
+                                      "' (contacts, appointments or tasks)");
+            }
+          },
+          "contacts, appointments or tasks")
+      ->required();
+  action->callback([&request, name] { request.action = name; });
+  return action;
+}
+
+void AddOid(CLI::App& action, Request& request) {
+  action
+      .add_option_function<std::string>(
+          "OID",
+          [&request](const std::string& text) {
+            std::optional<DWORD> oid = ParseOid(text);
+            if (!oid) cli_common::BadArgument("bad OID '" + text + "'");
+            request.oid = *oid;
+          },
+          "the item's object identifier, decimal or 0x hex")
+      ->required();
+}
+
+// The positional JSON, read once TYPE is known.
+void AddJson(CLI::App& action, Request& request) {
+  auto json = std::make_shared<std::string>();
+  action
+      .add_option("JSON", *json,
+                  "an object of property names and values, or @FILE")
+      ->required();
+  action.callback([&request, json, name = action.get_name()] {
+    request.action = name;
+    if (std::optional<std::string> problem =
+            ParseEdits(*request.kind, *json, &request.edits)) {
+      cli_common::BadArgument(*problem);
+    }
+  });
+}
+
+}  // namespace
+
+void DefinePim(CLI::App& app, Work& work) {
+  auto request = std::make_shared<Request>();
+  CLI::App* pim = app.add_subcommand(
+      "pim", "edit contacts, appointments and tasks as the user does");
+  pim->footer(Details());
+  pim->add_option("IMAGE", request->image, "the device image")->required();
+  pim->require_subcommand(1);
+  AddJson(*AddAction(*pim, "add", "add an item; prints its OID", *request),
+          *request);
+  CLI::App* set =
+      AddAction(*pim, "set", "change an item's properties", *request);
+  AddOid(*set, *request);
+  AddJson(*set, *request);
+  AddOid(*AddAction(*pim, "delete", "delete an item", *request), *request);
+  AddAction(*pim, "ls", "list the items", *request)
+      ->add_flag("--json", request->json, "print a JSON array");
+  pim->callback(
+      [&work, request] { work = [request] { return Run(*request); }; });
 }
 
 }  // namespace cli

@@ -10,15 +10,17 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include "agent/session/entry_point.h"
+#include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
@@ -28,19 +30,9 @@
 namespace cli {
 namespace {
 
-constexpr char kHelp[] =
-    "usage: vorn-device serve IMAGE --stdio\n"
-    "       vorn-device serve IMAGE --listen HOST:PORT [--allow-remote]\n"
-    "\n"
-    "Runs the agent's entry point rsCeApiMgr on the handheld in IMAGE.\n"
-    "  --stdio         exactly one conversation on standard input and output;\n"
-    "                  exit status 0 when the entry point returned S_OK, else\n"
-    "                  1 with \"rsCeApiMgr returned 0xXXXXXXXX\" on stderr\n"
-    "  --listen        conversations one after another, one per TCP\n"
-    "                  connection, in one loaded agent. PORT 0 picks a free\n"
-    "                  port; \"listening on HOST:PORT\" goes to stderr once\n"
-    "                  the socket listens. Ctrl-C or SIGTERM stop it cleanly.\n"
-    "  --allow-remote  allow a HOST that is not a loopback address\n";
+constexpr char kDetails[] =
+    "Runs the agent's entry point rsCeApiMgr on the handheld in IMAGE, with\n"
+    "either --stdio or --listen HOST:PORT.";
 
 int Usage(const std::string& message) {
   return ReportError("serve", message, kExitUsage);
@@ -175,45 +167,25 @@ int ServeListening(device::Device& handheld, int listener) {
   return 0;
 }
 
-}  // namespace
-
-int RunServe(const Args& args) {
-  if (std::find(args.begin(), args.end(), "--help") != args.end()) {
-    std::cout << kHelp;
-    return 0;
-  }
+struct ServeRequest {
   std::string image;
   bool stdio = false;
+  std::string listen;  // --listen HOST:PORT as given, split in `endpoint`
+  std::optional<Endpoint> endpoint;
   bool allowRemote = false;
+};
+
+int Serve(const ServeRequest& request) {
+  const std::string& image = request.image;
+  const bool stdio = request.stdio;
+  const bool allowRemote = request.allowRemote;
   std::optional<std::string> listen;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    if (arg == "--stdio") {
-      stdio = true;
-    } else if (arg == "--allow-remote") {
-      allowRemote = true;
-    } else if (arg == "--listen") {
-      if (i + 1 == args.size()) return Usage("--listen needs HOST:PORT");
-      listen = args[++i];
-    } else if (arg.starts_with("--")) {
-      return Usage("unknown option '" + arg + "'");
-    } else if (image.empty()) {
-      image = arg;
-    } else {
-      return Usage("unexpected argument '" + arg + "'");
-    }
-  }
-  if (image.empty()) return Usage("missing IMAGE");
-  if (stdio == listen.has_value()) {
-    return Usage("give exactly one of --stdio and --listen HOST:PORT");
-  }
-  if (stdio && allowRemote) return Usage("--allow-remote needs --listen");
+  if (!stdio) listen = request.listen;
 
   int listener = -1;
   std::string shownHost;
   if (listen) {
-    std::optional<Endpoint> endpoint = SplitHostPort(*listen);
-    if (!endpoint) return Usage("bad HOST:PORT '" + *listen + "'");
+    const std::optional<Endpoint>& endpoint = request.endpoint;
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
@@ -274,6 +246,49 @@ int RunServe(const Args& args) {
     std::cerr << "vorn-device serve: " << e.what() << "\n";
     return 1;
   }
+}
+
+}  // namespace
+
+void DefineServe(CLI::App& app, Work& work) {
+  auto request = std::make_shared<ServeRequest>();
+  CLI::App* serve =
+      app.add_subcommand("serve", "run the agent's entry point on a stream");
+  serve->footer(kDetails);
+  serve->add_option("IMAGE", request->image, "the device image")->required();
+  CLI::Option* stdio = serve->add_flag(
+      "--stdio", request->stdio,
+      "exactly one conversation on standard input and output; exit status 0\n"
+      "when the entry point returned S_OK, else 1 with\n"
+      "\"rsCeApiMgr returned 0xXXXXXXXX\" on stderr");
+  CLI::Option* listen =
+      serve
+          ->add_option_function<std::string>(
+              "--listen",
+              [request](const std::string& text) {
+                request->endpoint = SplitHostPort(text);
+                if (!request->endpoint) {
+                  cli_common::BadArgument("bad HOST:PORT '" + text + "'");
+                }
+                request->listen = text;
+              },
+              "conversations one after another, one per TCP connection, in\n"
+              "one loaded agent. PORT 0 picks a free port; \"listening on\n"
+              "HOST:PORT\" goes to stderr once the socket listens. Ctrl-C or\n"
+              "SIGTERM stop it cleanly.")
+          ->type_name("HOST:PORT");
+  stdio->excludes(listen);
+  serve
+      ->add_flag("--allow-remote", request->allowRemote,
+                 "allow a HOST that is not a loopback address")
+      ->needs(listen);
+  serve->callback([&work, request, listen] {
+    if (!request->stdio && listen->count() == 0) {
+      cli_common::BadArgument(
+          "give exactly one of --stdio and --listen HOST:PORT");
+    }
+    work = [request] { return Serve(*request); };
+  });
 }
 
 }  // namespace cli
