@@ -145,8 +145,11 @@ int Dump(const std::string& path) {
     while (names.Step()) tables.push_back(names.Text(0));
     std::vector<device::RegistryEntry> registry = (*opened)->registry().List();
 
-#include <CLI/CLI.hpp>
-#include <algorithm>
+    Json dump = Json::object();
+    dump["image"] = Text(path);
+    dump["tables"] = Json::object();
+    for (const std::string& table : tables) {
+      dump["tables"][Text(table).get<std::string>()] = DumpTable(image, table);
     }
     dump["registry"] = Json::array();
     for (const device::RegistryEntry& entry : registry) {
