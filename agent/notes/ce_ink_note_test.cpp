@@ -309,5 +309,104 @@ TEST(InkNoteTest, WithoutTheInkControlReadsKeepOnlyTheHeader) {
   EXPECT_EQ(replies[0], Bytes(7, 0));
 }
 
+TEST(InkNoteTest, SnapshotThatCannotBeCreatedReportsEveryFile) {
+  InProcessHandheld handheld;
+  DeviceFiles files(handheld.device());
+  files.Put(NotePath(u"a.pwi"), {});
+  files.Put(NotePath(u"b.pwi"), {});
+  class NoCreate : public platform::ObjectStoreWrapper {
+   public:
+    using ObjectStoreWrapper::ObjectStoreWrapper;
+    CEOID CeCreateDatabaseEx(PCEGUID, CEDBASEINFO*) override {
+      SetLastError(ERROR_DISK_FULL);
+      return 0;
+    }
+  };
+  platform::Services services = handheld.device().services();
+  NoCreate failing(services.objectStore);
+  services.objectStore = &failing;
+  auto outcome =
+      handheld.Converse(Cat({testing_support::FramePacket(Snapshot()),
+                             testing_support::FramePacket({1, kNotes})}),
+                        services);
+  auto frames = testing_support::SplitFrames(outcome.output);
+  ASSERT_EQ(frames.size(), 2U);
+  EXPECT_EQ(frames[0], kOk);
+  EXPECT_EQ(outcome.messages,
+            "messagebox: VornApiMgr: Failed to create InkNote DB\n"
+            "messagebox: VornApiMgr: InkNote DB writeRec failed\n"
+            "messagebox: VornApiMgr: InkNote DB writeRec failed\n");
+}
+
+// Fails the first FindNextFileW of every search with another error than
+// ERROR_NO_MORE_FILES, without moving on.
+class StumblingSearch : public platform::FileSystemWrapper {
+ public:
+  using FileSystemWrapper::FileSystemWrapper;
+  HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* found) override {
+    stumbled_ = false;
+    return FileSystemWrapper::FindFirstFileW(pattern, found);
+  }
+  BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* found) override {
+    if (!stumbled_) {
+      stumbled_ = true;
+      SetLastError(ERROR_INVALID_PARAMETER);
+      return FALSE;
+    }
+    return FileSystemWrapper::FindNextFileW(search, found);
+  }
+
+ private:
+  bool stumbled_ = false;
+};
+
+TEST(InkNoteTest, FailedStepRepeatsAnEntryInCountsAndEndsLists) {
+  InProcessHandheld handheld;
+  DeviceFiles files(handheld.device());
+  std::uint32_t first = files.Put(NotePath(u"a.pwi"), {});
+  files.Put(NotePath(u"b.pwi"), {});
+  platform::Services services = handheld.device().services();
+  StumblingSearch stumbling(services.files);
+  services.files = &stumbling;
+  auto outcome =
+      handheld.Converse(Cat({testing_support::FramePacket(kCount),
+                             testing_support::FramePacket(kList),
+                             testing_support::FramePacket({1, kNotes})}),
+                        services);
+  auto frames = testing_support::SplitFrames(outcome.output);
+  ASSERT_EQ(frames.size(), 3U);
+  // The count meets the first note twice; the list stops after it.
+  EXPECT_EQ(frames[0], Count(3));
+  EXPECT_EQ(frames[1], Cat({ListHeader(1), LE32(first)}));
+}
+
+TEST(InkNoteTest, CountThatNeverGetsPastAnEntryEndsAsAFault) {
+  InProcessHandheld handheld;
+  DeviceFiles files(handheld.device());
+  files.Put(NotePath(u"a.pwi"), {});
+  class Stuck : public platform::FileSystemWrapper {
+   public:
+    using FileSystemWrapper::FileSystemWrapper;
+    BOOL FindNextFileW(HANDLE, WIN32_FIND_DATAW*) override {
+      SetLastError(ERROR_INVALID_PARAMETER);
+      return FALSE;
+    }
+  };
+  platform::Services services = handheld.device().services();
+  Stuck stuck(services.files);
+  services.files = &stuck;
+  auto outcome =
+      handheld.Converse(Cat({testing_support::FramePacket(kList),
+                             testing_support::FramePacket(kCount),
+                             testing_support::FramePacket({1, kNotes})}),
+                        services);
+  auto frames = testing_support::SplitFrames(outcome.output);
+  // The list stops at the failure; the count would repeat for ever.
+  ASSERT_EQ(frames.size(), 1U);
+  EXPECT_EQ(frames[0],
+            Cat({ListHeader(1), LE32(files.OidOf(NotePath(u"a.pwi")))}));
+  EXPECT_EQ(outcome.result, S_OK);
+}
+
 }  // namespace
 }  // namespace agent

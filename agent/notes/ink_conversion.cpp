@@ -139,7 +139,7 @@ int NoteFileFromText(HWND window, LPCWSTR text, LPCWSTR path) {
   if (text == nullptr) throw platform::Fault("note text of no text");
   DWORD length = static_cast<DWORD>((wcslen(text) + 1) * 2);
   std::unique_ptr<BYTE[]> bytes = AllocateBuffer(length);
-  for (DWORD i = 0; i < length / 2; ++i) {
+  for (std::size_t i = 0; i < length / 2; ++i) {
     bytes[2 * i] = static_cast<BYTE>(text[i]);
     bytes[2 * i + 1] = static_cast<BYTE>(text[i] >> 8);
   }
