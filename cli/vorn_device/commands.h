@@ -19,6 +19,7 @@ int RunFault(const Args& args);
 int RunDump(const Args& args);
 int RunChangelog(const Args& args);
 int RunPim(const Args& args);
+int RunPassword(const Args& args);
 
 }  // namespace cli
 

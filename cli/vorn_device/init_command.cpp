@@ -1,11 +1,14 @@
 // vorn-device init IMAGE [--os MAJOR.MINOR.BUILD] [--tz ZONE]
-//                        [--machine-id TEXT]
+//                        [--machine-id TEXT] [--password TEXT]
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
+#include <optional>
 
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
 #include "device/device.h"
+#include "device/rapi/device_password.h"
 
 namespace cli {
 namespace {
@@ -13,13 +16,16 @@ namespace {
 constexpr char kHelp[] =
     "usage: vorn-device init IMAGE [--os MAJOR.MINOR.BUILD] [--tz ZONE] "
     "[--machine-id TEXT]\n"
+    "                       [--password TEXT]\n"
     "\n"
     "Creates a new device image at IMAGE (which must not exist).\n"
     "  --os          the handheld's system version (default 3.0.11171)\n"
     "  --tz          IANA time zone name (default UTC); the handheld's time\n"
     "                zone is derived from the host's zone data\n"
     "  --machine-id  the machine identity, stored as HKLM\\SOFTWARE\\Orvanet\n"
-    "                MachineID (default: 32 random hexadecimal digits)\n";
+    "                MachineID (default: 32 random hexadecimal digits)\n"
+    "  --password    the device password of the remote API server (default:\n"
+    "                none; see vorn-device password)\n";
 
 int Usage(const std::string& message) {
   return ReportError("init", message, kExitUsage);
@@ -34,13 +40,19 @@ int RunInit(const Args& args) {
   }
   std::string image;
   device::InitOptions options;
+  std::optional<std::string> password;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& arg = args[i];
     std::string* target = nullptr;
     if (arg == "--os") target = &options.os;
     if (arg == "--tz") target = &options.timeZone;
     if (arg == "--machine-id") target = &options.machineId;
-    if (target != nullptr) {
+    if (arg == "--password") {
+      if (i + 1 == args.size()) return Usage(arg + " needs a value");
+      password = args[++i];
+      device::Status valid = device::DevicePassword::Validate(*password);
+      if (!valid.ok()) return Usage(valid.message());
+    } else if (target != nullptr) {
       if (i + 1 == args.size()) return Usage(arg + " needs a value");
       *target = args[++i];
       if (arg == "--machine-id" && target->empty()) {
@@ -62,7 +74,18 @@ int RunInit(const Args& args) {
     std::cerr << "vorn-device init: " << status.message() << "\n";
     return 1;
   }
-  return 0;
+  if (!password) return 0;
+  int stored = RunInTransaction("init", image, [&](device::Device& handheld) {
+    return device::DevicePassword::Set(handheld.image(), *password);
+  });
+  if (stored != 0) {
+    // Leave nothing behind, as for any other failure of init.
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+      std::error_code ignored;
+      std::filesystem::remove(image + suffix, ignored);
+    }
+  }
+  return stored;
 }
 
 }  // namespace cli

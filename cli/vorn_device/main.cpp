@@ -14,8 +14,10 @@ constexpr std::string_view kUsage =
     "\n"
     "commands:\n"
     "  init IMAGE [--os MAJOR.MINOR.BUILD] [--tz ZONE] [--machine-id TEXT]\n"
+    "             [--password TEXT]\n"
     "  serve IMAGE --stdio\n"
     "  serve IMAGE --listen HOST:PORT [--allow-remote]\n"
+    "  serve IMAGE --rapi [HOST:PORT] [--password-key N] | --rapi-unix PATH\n"
     "  reg IMAGE get KEY NAME\n"
     "  reg IMAGE set KEY NAME (--dword N | --sz TEXT)\n"
     "  reg IMAGE delete KEY NAME\n"
@@ -26,6 +28,7 @@ constexpr std::string_view kUsage =
     "  changelog IMAGE add TYPE --oid N --seq N [--kind K] | ls TYPE\n"
     "  pim IMAGE add TYPE JSON | set TYPE OID JSON | delete TYPE OID |\n"
     "            ls TYPE\n"
+    "  password IMAGE set TEXT | clear\n"
     "\n"
     "'vorn-device COMMAND --help' describes one command.\n";
 
@@ -50,6 +53,7 @@ int main(int argc, char** argv) {
   if (command == "dump") return cli::RunDump(args);
   if (command == "changelog") return cli::RunChangelog(args);
   if (command == "pim") return cli::RunPim(args);
+  if (command == "password") return cli::RunPassword(args);
   std::cerr << "vorn-device: unknown command '" << command
             << "' (see vorn-device --help)\n";
   return 2;

@@ -1,5 +1,7 @@
 // vorn-device serve IMAGE --stdio
 // vorn-device serve IMAGE --listen HOST:PORT [--allow-remote]
+// vorn-device serve IMAGE --rapi [HOST:PORT] [--password-key N] |
+//                         --rapi-unix PATH
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netdb.h>
@@ -21,6 +23,7 @@
 #include "agent/session/entry_point.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
+#include "cli/vorn_device/rapi_serve.h"
 #include "device/device.h"
 #include "device/stream/byte_channel.h"
 #include "device/stream/conversation.h"
@@ -31,6 +34,8 @@ namespace {
 constexpr char kHelp[] =
     "usage: vorn-device serve IMAGE --stdio\n"
     "       vorn-device serve IMAGE --listen HOST:PORT [--allow-remote]\n"
+    "       vorn-device serve IMAGE [--rapi [HOST:PORT]] [--rapi-unix PATH]\n"
+    "                               [--password-key N] [--allow-remote]\n"
     "\n"
     "Runs the agent's entry point rsCeApiMgr on the handheld in IMAGE.\n"
     "  --stdio         exactly one conversation on standard input and output;\n"
@@ -40,7 +45,16 @@ constexpr char kHelp[] =
     "                  connection, in one loaded agent. PORT 0 picks a free\n"
     "                  port; \"listening on HOST:PORT\" goes to stderr once\n"
     "                  the socket listens. Ctrl-C or SIGTERM stop it cleanly.\n"
-    "  --allow-remote  allow a HOST that is not a loopback address\n";
+    "  --allow-remote  allow a HOST that is not a loopback address\n"
+    "  --rapi          the handheld's remote API server on TCP (default\n"
+    "                  127.0.0.1:990; PORT 0 picks a free port): desktops\n"
+    "                  pass the device password, then invoke VORNAPIMGR's\n"
+    "                  rsCeApiMgr; connections are served side by side\n"
+    "  --rapi-unix     the same on a Unix-domain socket, without the\n"
+    "                  password step (both may be given together)\n"
+    "  --password-key  the key byte of the password step, 0 to 255\n"
+    "                  (default 165, 0xA5)\n"
+    "  Each listener prints \"listening on ADDRESS\" to stderr.\n";
 
 int Usage(const std::string& message) {
   return ReportError("serve", message, kExitUsage);
@@ -186,6 +200,7 @@ int RunServe(const Args& args) {
   bool stdio = false;
   bool allowRemote = false;
   std::optional<std::string> listen;
+  RapiServeOptions rapi;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& arg = args[i];
     if (arg == "--stdio") {
@@ -195,6 +210,22 @@ int RunServe(const Args& args) {
     } else if (arg == "--listen") {
       if (i + 1 == args.size()) return Usage("--listen needs HOST:PORT");
       listen = args[++i];
+    } else if (arg == "--rapi") {
+      rapi.tcp = DefaultRapiAddress();
+      if (i + 1 < args.size() && !args[i + 1].starts_with("--") &&
+          args[i + 1].find(':') != std::string::npos) {
+        rapi.tcp = args[++i];
+      }
+    } else if (arg == "--rapi-unix") {
+      if (i + 1 == args.size()) return Usage("--rapi-unix needs a PATH");
+      rapi.unixPath = args[++i];
+    } else if (arg == "--password-key") {
+      std::optional<DWORD> key =
+          i + 1 < args.size() ? ParseDword(args[i + 1]) : std::nullopt;
+      if (!key || *key > 255) return Usage("--password-key needs 0 to 255");
+      rapi.passwordKey = static_cast<std::uint8_t>(*key);
+      rapi.keyGiven = true;
+      ++i;
     } else if (arg.starts_with("--")) {
       return Usage("unknown option '" + arg + "'");
     } else if (image.empty()) {
@@ -204,10 +235,18 @@ int RunServe(const Args& args) {
     }
   }
   if (image.empty()) return Usage("missing IMAGE");
-  if (stdio == listen.has_value()) {
-    return Usage("give exactly one of --stdio and --listen HOST:PORT");
+  bool rapiMode = rapi.tcp || rapi.unixPath;
+  if (int{stdio} + int{listen.has_value()} + int{rapiMode} != 1) {
+    return Usage(
+        "give exactly one of --stdio, --listen HOST:PORT and "
+        "--rapi/--rapi-unix");
   }
   if (stdio && allowRemote) return Usage("--allow-remote needs --listen");
+  if (rapi.keyGiven && !rapi.tcp) return Usage("--password-key needs --rapi");
+  if (rapiMode) {
+    rapi.allowRemote = allowRemote;
+    return ServeRapi(image, rapi);
+  }
 
   int listener = -1;
   std::string shownHost;
