@@ -29,7 +29,17 @@ Result<CommandLine> CommandLine::Parse(int argc, char** argv) {
       arg = arg.substr(0, eq);
       has_value = true;
     }
-    if (arg == "--device" || arg == "--image") {
+    if (arg == "--password" || arg == "--password-key") {
+      if (!has_value) {
+        if (i + 1 >= argc) return Status::Error(arg + " needs a value");
+        value = argv[++i];
+      }
+      if (arg == "--password") {
+        line.password = value;
+      } else {
+        line.password_key = value;
+      }
+    } else if (arg == "--device" || arg == "--image") {
       if (!has_value) {
         if (i + 1 >= argc) return Status::Error(arg + " needs a value");
         value = argv[++i];

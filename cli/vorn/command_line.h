@@ -15,13 +15,15 @@
 namespace vorn_cli {
 
 struct CommandLine {
-  std::string device;             // --device HOST:PORT
-  std::string image;              // --image IMAGE
-  bool json = false;              // --json
-  bool help = false;              // --help or -h
-  std::string command;            // first positional argument
-  std::vector<std::string> args;  // the other positional arguments
-  std::set<std::string> flags;    // other --flags, without values
+  std::string device;  // --device HOST:PORT | rapi://... | rapi+unix://...
+  std::optional<std::string> password;  // --password TEXT (remote API)
+  std::string password_key;             // --password-key N (remote API)
+  std::string image;                    // --image IMAGE
+  bool json = false;                    // --json
+  bool help = false;                    // --help or -h
+  std::string command;                  // first positional argument
+  std::vector<std::string> args;        // the other positional arguments
+  std::set<std::string> flags;          // other --flags, without values
 
   // Splits argv. Options may stand before or after the command. Fails on a
   // global option without its value or with both --device and --image.

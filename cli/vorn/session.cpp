@@ -1,6 +1,9 @@
 #include "cli/vorn/session.h"
 
+#include <charconv>
+
 #include "desktop/transport/child_process_stream.h"
+#include "desktop/transport/rapi_invocation.h"
 #include "desktop/transport/tcp_stream.h"
 
 namespace vorn_cli {
@@ -10,7 +13,29 @@ using desktop::Status;
 
 Result<std::unique_ptr<Session>> Session::Open(const CommandLine& line) {
   std::unique_ptr<desktop::HandheldStream> stream;
-  if (!line.device.empty()) {
+  bool rapi = desktop::RapiInvocation::IsRapiAddress(line.device);
+  if ((line.password || !line.password_key.empty()) && !rapi) {
+    return Status::Error(
+        "--password and --password-key need --device rapi://HOST:PORT");
+  }
+  if (rapi) {
+    desktop::RapiOptions options;
+    options.password = line.password;
+    if (!line.password_key.empty()) {
+      const std::string& text = line.password_key;
+      unsigned key = 256;
+      auto [end, error] =
+          std::from_chars(text.data(), text.data() + text.size(), key);
+      if (error != std::errc() || end != text.data() + text.size() ||
+          key > 255) {
+        return Status::Error("--password-key needs 0 to 255");
+      }
+      options.password_key = static_cast<std::uint8_t>(key);
+    }
+    auto opened = desktop::RapiInvocation::Open(line.device, options);
+    if (!opened.ok()) return opened.status();
+    stream = std::move(*opened);
+  } else if (!line.device.empty()) {
     auto tcp = desktop::TcpStream::Connect(line.device);
     if (!tcp.ok()) return tcp.status();
     stream = std::move(*tcp);
@@ -20,8 +45,8 @@ Result<std::unique_ptr<Session>> Session::Open(const CommandLine& line) {
     stream = std::move(*child);
   } else {
     return Status::Error(
-        "no handheld given: use --device HOST:PORT or "
-        "--image IMAGE");
+        "no handheld given: use --device HOST:PORT, --device "
+        "rapi://HOST:PORT, --device rapi+unix://PATH or --image IMAGE");
   }
   return std::unique_ptr<Session>(new Session(std::move(stream)));
 }
