@@ -51,7 +51,7 @@ TEST(RapiInvocationTest, PasswordStepBytes) {
 
 TEST(RapiInvocationTest, InvokeRequestBytes) {
   EXPECT_EQ(RapiInvocation::InvokeRequest(0x45, u"AB", u"f", {9}, true),
-            Cat({LE32(37),
+            Cat({LE32(39),
                  LE32(0x45),
                  LE32(1),
                  LE32(3),
@@ -63,7 +63,7 @@ TEST(RapiInvocationTest, InvokeRequestBytes) {
                  {9},
                  LE32(1)}));
   EXPECT_EQ(RapiInvocation::InvokeRequest(0x4c, u"AB", u"f", {}, false),
-            Cat({LE32(28),
+            Cat({LE32(30),
                  LE32(0x4c),
                  LE32(6),
                  {'A', 0, 'B', 0, 0, 0},
