@@ -125,14 +125,18 @@ def start_server(program, image, unix_path):
         stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
         stderr=subprocess.PIPE)
     addresses = []
+    text = ""
     while len(addresses) < 2:
         ready, _, _ = select.select([server.stderr], [], [], TIMEOUT)
-        line = server.stderr.readline().decode() if ready else ""
-        if not line:
+        chunk = os.read(server.stderr.fileno(), 4096) if ready else b""
+        if not chunk:
             server.kill()
-            fail("the server did not report where it listens")
-        if line.startswith("listening on "):
-            addresses.append(line[len("listening on "):].strip())
+            fail("the server did not report where it listens: " + text)
+        text += chunk.decode()
+        addresses = [line[len("listening on "):].strip()
+                     for line in text.splitlines(keepends=True)
+                     if line.startswith("listening on ")
+                     and line.endswith("\n")]
     tcp = [a for a in addresses if not a.startswith("unix:")]
     expect(tcp and "unix:" + unix_path in addresses,
            "unexpected addresses %s" % addresses)
