@@ -44,6 +44,7 @@ Status RapiServer::Serve(std::vector<RapiListener> listeners) {
   // A desktop that goes away mid-reply must not end the handheld.
   ::signal(SIGPIPE, SIG_IGN);
   std::vector<pollfd> waits;
+  waits.reserve(listeners.size() + 1);
   for (const RapiListener& listener : listeners) {
     waits.push_back({listener.fd(), POLLIN, 0});
   }

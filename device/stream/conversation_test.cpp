@@ -111,8 +111,8 @@ HRESULT BufferEntry(DWORD size, BYTE* input, DWORD* outSize, BYTE** output,
   const BYTE one[4] = {1, 0, 0, 0};
   RegSetValueExW(key, u"Buffered", 0, REG_DWORD, one, 4);
   RegCloseKey(key);
-  auto* out = static_cast<BYTE*>(LocalAlloc(0, 2 * size));
-  for (DWORD i = 0; i < size; ++i) out[2 * i] = out[2 * i + 1] = input[i];
+  auto* out = static_cast<BYTE*>(LocalAlloc(0, std::size_t{2} * size));
+  for (std::size_t i = 0; i < size; ++i) out[2 * i] = out[2 * i + 1] = input[i];
   *outSize = 2 * size;
   *output = out;
   BYTE byte = 0;
