@@ -1,7 +1,5 @@
 #include "cli/vorn/session.h"
 
-#include <charconv>
-
 #include "desktop/transport/child_process_stream.h"
 #include "desktop/transport/rapi_invocation.h"
 #include "desktop/transport/tcp_stream.h"
@@ -22,15 +20,9 @@ Result<std::unique_ptr<Session>> Session::Open(const CommandLine& line) {
     desktop::RapiOptions options;
     options.password = line.password;
     if (!line.password_key.empty()) {
-      const std::string& text = line.password_key;
-      unsigned key = 256;
-      auto [end, error] =
-          std::from_chars(text.data(), text.data() + text.size(), key);
-      if (error != std::errc() || end != text.data() + text.size() ||
-          key > 255) {
-        return Status::Error("--password-key needs 0 to 255");
-      }
-      options.password_key = static_cast<std::uint8_t>(key);
+      auto key = desktop::RapiInvocation::ParsePasswordKey(line.password_key);
+      if (!key.ok()) return key.status();
+      options.password_key = *key;
     }
     auto opened = desktop::RapiInvocation::Open(line.device, options);
     if (!opened.ok()) return opened.status();

@@ -1,6 +1,7 @@
 #include "desktop/transport/rapi_invocation.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "desktop/base/utf16.h"
 #include "desktop/transport/tcp_stream.h"
@@ -101,6 +102,24 @@ Result<RapiAddress> RapiInvocation::ParseAddress(std::string_view device) {
   VORN_RETURN_IF_ERROR(TcpStream::SplitHostPort(rest, &host, &port));
   address.target = rest;
   return address;
+}
+
+Result<std::uint8_t> RapiInvocation::ParsePasswordKey(std::string_view text) {
+  std::string_view digits = text;
+  int base = 10;
+  if (digits.starts_with("0x") || digits.starts_with("0X")) {
+    digits.remove_prefix(2);
+    base = 16;
+  }
+  unsigned key = 256;
+  auto [end, error] =
+      std::from_chars(digits.data(), digits.data() + digits.size(), key, base);
+  if (digits.empty() || error != std::errc() ||
+      end != digits.data() + digits.size() || key > 255) {
+    return Status::Error("bad password key \"" + std::string(text) +
+                         "\" (0 to 255)");
+  }
+  return static_cast<std::uint8_t>(key);
 }
 
 std::vector<std::uint8_t> RapiInvocation::PasswordStep(

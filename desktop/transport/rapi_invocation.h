@@ -43,6 +43,9 @@ class RapiInvocation {
   // Parses a remote API address; fails on an empty host, path or bad port.
   static Result<RapiAddress> ParseAddress(std::string_view device);
 
+  // A key byte written in decimal or as 0x hex, 0 to 255.
+  static Result<std::uint8_t> ParsePasswordKey(std::string_view text);
+
   // The bytes of the password step: u16 count, then the UTF-16LE password
   // and NUL, every byte XORed with `key`.
   static std::vector<std::uint8_t> PasswordStep(std::string_view password,

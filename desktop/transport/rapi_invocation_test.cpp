@@ -41,6 +41,15 @@ TEST(RapiInvocationTest, ParsesAddresses) {
   EXPECT_FALSE(RapiInvocation::ParseAddress("tcp://host:1").ok());
 }
 
+TEST(RapiInvocationTest, ParsesPasswordKeys) {
+  EXPECT_EQ(*RapiInvocation::ParsePasswordKey("0"), 0);
+  EXPECT_EQ(*RapiInvocation::ParsePasswordKey("255"), 255);
+  EXPECT_EQ(*RapiInvocation::ParsePasswordKey("0xA5"), 0xA5);
+  for (const char* bad : {"", "256", "-1", "0x", "0x100", "12a", "a"}) {
+    EXPECT_FALSE(RapiInvocation::ParsePasswordKey(bad).ok()) << bad;
+  }
+}
+
 TEST(RapiInvocationTest, PasswordStepBytes) {
   // "ab" + NUL = 61 00 62 00 00 00, XOR 0x5A.
   EXPECT_EQ(RapiInvocation::PasswordStep("ab", 0x5A),
