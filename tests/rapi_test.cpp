@@ -234,6 +234,10 @@ TEST_F(RapiTest, VornReachesTheAgentThroughTheRemoteApi) {
                            "nope", "--password-key", "90", "info"});
   EXPECT_NE(wrong.exitCode, 0);
   EXPECT_EQ(wrong.err, "vorn: the handheld refused the device password\n");
+  auto badKey = RunProgram({"vorn", "--device", "rapi://" + tcp_, "--password",
+                            "sesam", "--password-key", "300", "info"});
+  EXPECT_NE(badKey.exitCode, 0);
+  EXPECT_EQ(badKey.err, "vorn: bad password key \"300\" (0 to 255)\n");
   auto misplaced =
       RunProgram({"vorn", "--device", tcp_, "--password", "sesam", "info"});
   EXPECT_NE(misplaced.exitCode, 0);
