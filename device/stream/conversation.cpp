@@ -45,11 +45,13 @@ HRESULT RunConversation(Device& device, ByteChannel& channel,
   {
     ScopedServices services(installed);
     auto* stream = new RapiStream(channel, device.image());
+    DWORD outSize = 0;
+    BYTE* out = nullptr;
     // The conversation's own reference keeps the stream alive until the
     // entry point has returned, whether or not it released its own.
     stream->AddRef();
     try {
-      result = entry(0, nullptr, nullptr, nullptr, stream);
+      result = entry(0, nullptr, &outSize, &out, stream);
     } catch (...) {
       DropStream(stream);
       device.image().Rollback();
@@ -57,6 +59,7 @@ HRESULT RunConversation(Device& device, ByteChannel& channel,
       throw;
     }
     DropStream(stream);
+    if (out != nullptr) LocalFree(out);
   }
   device.image().Commit();
   device.EndConversation();

@@ -14,7 +14,9 @@
 namespace device {
 
 // Begins a conversation on `device`, installs its services, hands a new
-// RapiStream over `channel` to `entry` (only the stream argument is set),
+// RapiStream over `channel` to `entry` as the remote API server calls a
+// function in stream mode, entry(0, NULL, &cb, &out, stream) (output the
+// call leaves in its slots is freed unsent),
 // commits the changes still open when `entry` returns, ends the
 // conversation and returns what `entry` returned. The stream's references
 // are dropped afterwards even if `entry` kept one (as it does when its
