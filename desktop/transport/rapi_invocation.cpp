@@ -68,6 +68,53 @@ std::string LastErrorText(std::uint32_t error) {
   }
 }
 
+// The agent's stream, holding on to the desktop's idle first connection.
+class InvokedStream final : public HandheldStream {
+ public:
+  InvokedStream(std::unique_ptr<HandheldStream> idle,
+                std::unique_ptr<HandheldStream> stream)
+      : idle_(std::move(idle)), stream_(std::move(stream)) {}
+
+  Status Write(std::span<const std::uint8_t> bytes) override {
+    return stream_->Write(bytes);
+  }
+  Result<std::size_t> ReadSome(std::uint8_t* buffer,
+                               std::size_t size) override {
+    return stream_->ReadSome(buffer, size);
+  }
+  Status Close() override {
+    Status closed = stream_->Close();
+    Status idle = idle_->Close();
+    return closed.ok() ? idle : closed;
+  }
+
+ private:
+  std::unique_ptr<HandheldStream> idle_;
+  std::unique_ptr<HandheldStream> stream_;
+};
+
+Result<std::unique_ptr<HandheldStream>> Connect(const RapiAddress& address) {
+  if (address.unix_socket) {
+    auto connected = UnixStream::Connect(address.target);
+    if (!connected.ok()) return connected.status();
+    return std::unique_ptr<HandheldStream>(std::move(*connected));
+  }
+  auto connected = TcpStream::Connect(address.target);
+  if (!connected.ok()) return connected.status();
+  return std::unique_ptr<HandheldStream>(std::move(*connected));
+}
+
+Status PassPassword(HandheldStream& stream, const RapiOptions& options) {
+  VORN_RETURN_IF_ERROR(stream.Write(
+      RapiInvocation::PasswordStep(*options.password, options.password_key)));
+  std::uint8_t answer = 0;
+  Status read = ReadExact(stream, &answer, 1);
+  if (!read.ok() || answer != protocol::kRapiPasswordAccepted) {
+    return Status::Error("the handheld refused the device password");
+  }
+  return Status::Ok();
+}
+
 }  // namespace
 
 bool RapiInvocation::IsRapiAddress(std::string_view device) {
@@ -193,20 +240,17 @@ Result<std::unique_ptr<HandheldStream>> RapiInvocation::Open(
     std::string_view device, const RapiOptions& options) {
   Result<RapiAddress> address = ParseAddress(device);
   if (!address.ok()) return address.status();
-  std::unique_ptr<HandheldStream> stream;
-  if (address->unix_socket) {
-    auto connected = UnixStream::Connect(address->target);
-    if (!connected.ok()) return connected.status();
-    stream = std::move(*connected);
-  } else {
-    auto connected = TcpStream::Connect(address->target);
-    if (!connected.ok()) return connected.status();
-    stream = std::move(*connected);
-  }
   bool password_step = !address->unix_socket && options.password.has_value();
-  Status invoked = Invoke(*stream, password_step, options);
-  if (!invoked.ok()) return invoked;
-  return stream;
+  auto idle = Connect(*address);
+  if (!idle.ok()) return idle.status();
+  if (password_step) {
+    VORN_RETURN_IF_ERROR(PassPassword(**idle, options));
+  }
+  auto stream = Connect(*address);
+  if (!stream.ok()) return stream.status();
+  VORN_RETURN_IF_ERROR(Invoke(**stream, password_step, options));
+  return std::unique_ptr<HandheldStream>(
+      new InvokedStream(std::move(*idle), std::move(*stream)));
 }
 
 }  // namespace desktop

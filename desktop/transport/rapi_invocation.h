@@ -1,7 +1,9 @@
 // The desktop's side of the handheld's remote API: reaching the agent the
-// way a desktop does, by connecting to the handheld's remote API server,
-// passing the password step and invoking VORNAPIMGR's rsCeApiMgr in stream
-// mode. The connection is then the agent's stream. Layouts in
+// way a desktop does. It opens a first connection to the handheld's remote
+// API server and passes the password step there (that connection then
+// stays idle for as long as the agent's stream lives), then opens a second,
+// passes the step again and invokes VORNAPIMGR's rsCeApiMgr in stream mode
+// on it. The second connection is then the agent's stream. Layouts in
 // protocol/rapi.h and docs/remote-api.md.
 //
 // Addresses: "rapi://HOST[:PORT]" (TCP, port 990 when left out) and
@@ -57,10 +59,11 @@ class RapiInvocation {
       std::u16string_view function, const std::vector<std::uint8_t>& input,
       bool stream);
 
-  // Connects to `device`, passes the password step (TCP with a password
-  // only) and invokes the agent in stream mode. Fails with a readable
-  // message when the password is refused or the handheld answers a non-zero
-  // last error.
+  // Connects to `device` twice as described above, passing the password
+  // step on each connection (TCP with a password only), and invokes the
+  // agent in stream mode. Closing the returned stream closes both
+  // connections. Fails with a readable message when a connection fails,
+  // the password is refused or the handheld answers a non-zero last error.
   static Result<std::unique_ptr<HandheldStream>> Open(
       std::string_view device, const RapiOptions& options);
 

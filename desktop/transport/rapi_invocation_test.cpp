@@ -1,8 +1,14 @@
 #include "desktop/transport/rapi_invocation.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <thread>
 
 #include "desktop/transport/fd_stream.h"
 #include "tests/support/packet_builder.h"
@@ -176,6 +182,66 @@ TEST(RapiInvocationTest, RefusalsAreReadableErrors) {
     EXPECT_NE(status.message().find("give --password"), std::string::npos)
         << status.message();
   }
+}
+
+// Reads what arrives on `fd` until it closes.
+Bytes ReadUntilClosed(int fd) {
+  Bytes out;
+  std::uint8_t buffer[256];
+  ssize_t got;
+  while ((got = read(fd, buffer, sizeof(buffer))) > 0) {
+    out.insert(out.end(), buffer, buffer + got);
+  }
+  return out;
+}
+
+TEST(RapiInvocationTest, OpenKeepsAnIdleFirstConnectionBesideTheStream) {
+  std::string path = (std::filesystem::temp_directory_path() /
+                      ("vorn-rapi-desktop-" + std::to_string(getpid())))
+                         .string();
+  unlink(path.c_str());
+  int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, path.data(), path.size());
+  ASSERT_EQ(
+      bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)),
+      0);
+  ASSERT_EQ(listen(listener, 4), 0);
+  Bytes idleSaw, streamSaw;
+  bool idleQuietDuringInvoke = false;
+  std::thread handheld([&] {
+    int idle = accept(listener, nullptr, nullptr);
+    int stream = accept(listener, nullptr, nullptr);
+    Bytes invoke = AgentInvoke(0x45);
+    streamSaw.resize(invoke.size());
+    std::size_t done = 0;
+    while (done < streamSaw.size()) {
+      ssize_t got =
+          read(stream, streamSaw.data() + done, streamSaw.size() - done);
+      if (got <= 0) break;
+      done += static_cast<std::size_t>(got);
+    }
+    pollfd wait{idle, POLLIN, 0};
+    idleQuietDuringInvoke = poll(&wait, 1, 0) == 0;
+    Bytes answer = LE32(0);
+    EXPECT_EQ(write(stream, answer.data(), answer.size()), 4);
+    idleSaw = ReadUntilClosed(idle);
+    ReadUntilClosed(stream);
+    close(idle);
+    close(stream);
+  });
+  RapiOptions options;
+  options.password = "ignored on a local socket";
+  auto opened = RapiInvocation::Open("rapi+unix://" + path, options);
+  ASSERT_TRUE(opened.ok()) << opened.status().message();
+  EXPECT_TRUE((*opened)->Close().ok());
+  handheld.join();
+  close(listener);
+  unlink(path.c_str());
+  EXPECT_EQ(streamSaw, AgentInvoke(0x45));
+  EXPECT_TRUE(idleQuietDuringInvoke);
+  EXPECT_TRUE(idleSaw.empty());
 }
 
 }  // namespace
