@@ -63,6 +63,13 @@ Status RapiServer::Serve(std::vector<RapiListener> listeners) {
       if (waits[i].revents == 0) continue;
       int fd = ::accept4(listeners[i].fd(), nullptr, nullptr, SOCK_CLOEXEC);
       if (fd < 0) continue;
+      ReapFinished();
+      if (OpenConnections() >= options_.maxConnections) {
+        ::close(fd);
+        Log("remote API: " + std::to_string(options_.maxConnections) +
+            " connections are open; a new one was closed");
+        continue;
+      }
       if (!listeners[i].local()) {
         // Replies go out in pieces; do not wait for the desktop's ACKs.
         int noDelay = 1;

@@ -32,10 +32,13 @@ namespace device {
 struct RapiServerOptions {
   // How long an invoke waits for the call before it; 30 seconds.
   static constexpr std::chrono::milliseconds kDefaultBusyTimeout{30'000};
+  // Connections open at once; one more is closed as soon as it is accepted.
+  static constexpr std::size_t kDefaultMaxConnections = 64;
 
   // The key byte of the password step.
   std::uint8_t passwordKey = protocol::kRapiDefaultPasswordKey;
   std::chrono::milliseconds busyTimeout = kDefaultBusyTimeout;
+  std::size_t maxConnections = kDefaultMaxConnections;
   // Where refusals and failures are reported, one line each.
   std::ostream* log = nullptr;
 };

@@ -73,7 +73,8 @@ constexpr std::uint8_t kKey = 0x5A;
 class RapiServerTest : public ::testing::Test {
  protected:
   void Start(std::optional<std::u16string> password = std::nullopt,
-             milliseconds busyTimeout = milliseconds(30'000)) {
+             milliseconds busyTimeout = milliseconds(30'000),
+             std::size_t maxConnections = 64) {
     g_gateOpen = false;
     password_ = std::move(password);
     device_ = Device::InMemory();
@@ -85,6 +86,7 @@ class RapiServerTest : public ::testing::Test {
     RapiServerOptions options;
     options.passwordKey = kKey;
     options.busyTimeout = busyTimeout;
+    options.maxConnections = maxConnections;
     options.log = &log_;
     server_ = std::make_unique<RapiServer>(
         *device_, std::move(modules), [this] { return password_; }, options);
@@ -355,6 +357,35 @@ TEST_F(RapiServerTest, InvokesWaitForTheCallBeforeThemOrAreRefusedAsBusy) {
   std::string log = Stop();
   EXPECT_NE(log.find("refused with last error 170 (another call is still "
                      "running)"),
+            std::string::npos)
+      << log;
+}
+
+TEST_F(RapiServerTest, ConnectionsBeyondTheLimitAreClosed) {
+  Start(std::nullopt, milliseconds(30'000), 2);
+  RawConnection first(tcp_);
+  RawConnection second(unix_);
+  // Both are served (and so counted) before the third arrives.
+  ASSERT_TRUE(first.Send(
+      testing_support::RapiInvoke45(u"ECHO", u"Reverse", {1}, false)));
+  ASSERT_EQ(first.Recv(25).size(), 25u);
+  ASSERT_TRUE(second.Send(
+      testing_support::RapiInvoke45(u"ECHO", u"Reverse", {1}, false)));
+  ASSERT_EQ(second.Recv(25).size(), 25u);
+  RawConnection third(tcp_);
+  EXPECT_TRUE(third.ClosedByServer());
+  first.Close();
+  // Once one has gone, a new connection is served again.
+  bool served = false;
+  for (int attempt = 0; attempt < 100 && !served; ++attempt) {
+    RawConnection next(tcp_);
+    next.Send(testing_support::RapiInvoke45(u"ECHO", u"Reverse", {1}, false));
+    served = next.Recv(25).size() == 25u;
+    if (!served) std::this_thread::sleep_for(milliseconds(10));
+  }
+  EXPECT_TRUE(served);
+  std::string log = Stop();
+  EXPECT_NE(log.find("2 connections are open; a new one was closed"),
             std::string::npos)
       << log;
 }
