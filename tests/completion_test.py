@@ -94,8 +94,11 @@ def main():
         commands = listed_commands(program)
         expect(f"{program} ", commands)
         for command in commands:
-            options = sorted(set(re.findall(r"(?<![\w-])(--[a-z][a-z-]+)",
-                                            help_of(program, command))))
+            # The options the command's help lists (lines that start with
+            # one), not those its prose mentions.
+            options = sorted(set(re.findall(
+                r"^\s+(?:-\w,)?(--[a-z][a-z-]+)", help_of(program, command),
+                re.M)))
             options = [o for o in options if o != "--help"]
             image = " d.img" if program == "vorn-device" else ""
             got = complete(f"{program} {command}{image} --")

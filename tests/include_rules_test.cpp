@@ -43,6 +43,8 @@ const std::map<std::string, std::set<std::string>> kAllowed = {
       "device/ui", "device/fs", "device/pim", "device/com", "device/richink",
       "platform", "protocol"}},
     {"device/stream", {"device", "device/image", "platform", "protocol"}},
+    {"device/rapi",
+     {"device/stream", "device", "device/image", "platform", "protocol"}},
     {"desktop/base", {}},
     {"desktop/transport", {"desktop/base", "protocol"}},
     {"desktop/wire", {"desktop/transport", "desktop/base", "protocol"}},

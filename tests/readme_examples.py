@@ -6,7 +6,7 @@ Every fenced block whose info string is exactly `sh` is run; blocks marked
 benchmark, which builds a release tree). The blocks run as one bash script,
 line by line with `set -e -o pipefail`, in a scratch directory that holds
 what a reader has at hand: `build/default/bin` (a link to the programs under
-test) and the sample `contacts.json`, plus a small `a.txt`. The fixed port of
+test) and the sample `contacts.json`, plus a small `a.txt`. Each fixed port of
 the examples is swapped for a free one, a server started in the background
 is waited for before the next line, and every background job is stopped at
 the end. The test fails on the first command that fails and names it.
@@ -23,7 +23,8 @@ import subprocess
 import sys
 import tempfile
 
-README_PORT = "5679"
+# Loopback ports the examples name; each is swapped for a free one.
+README_PORT_PATTERN = r"127\.0\.0\.1:(\d{4,5})"
 
 
 def runnable_blocks(readme):
@@ -50,27 +51,32 @@ def free_port():
         return s.getsockname()[1]
 
 
-def script_for(blocks, port):
+def script_for(blocks):
     lines = [
         "set -e -o pipefail",
         "trap 'echo \"README example failed: $BASH_COMMAND\" >&2' ERR",
         "trap 'kill $(jobs -p) 2>/dev/null || true' EXIT",
     ]
     count = 0
+    ports = {}
     for block in blocks:
         for line in block:
             if not line.strip() or line.lstrip().startswith("#"):
                 continue
-            line = line.replace(README_PORT, str(port))
+            for port in re.findall(README_PORT_PATTERN, line):
+                ports.setdefault(port, str(free_port()))
+            line = re.sub(README_PORT_PATTERN,
+                          lambda m: "127.0.0.1:" + ports[m.group(1)], line)
             lines.append("echo " + shlex.quote("$ " + line))
             lines.append(line)
             count += 1
             if re.search(r"&\s*(#.*)?$", line):
                 # The reader waits until the server says it listens.
-                lines.append(
-                    "for _ in $(seq 200); do "
-                    f"(exec 3<>/dev/tcp/127.0.0.1/{port}) 2>/dev/null && break; "
-                    "sleep 0.05; done")
+                for port in re.findall(README_PORT_PATTERN, line):
+                    lines.append(
+                        "for _ in $(seq 200); do "
+                        f"(exec 3<>/dev/tcp/127.0.0.1/{port}) 2>/dev/null "
+                        "&& break; sleep 0.05; done")
     return "\n".join(lines) + "\n", count
 
 
@@ -78,8 +84,7 @@ def main():
     source, bin_dir = sys.argv[1], sys.argv[2]
     with open(os.path.join(source, "README.md"), encoding="utf-8") as f:
         blocks = runnable_blocks(f.read())
-    port = free_port()
-    script, count = script_for(blocks, port)
+    script, count = script_for(blocks)
     if count < 10:
         print(f"only {count} example commands found in README.md")
         return 1

@@ -6,6 +6,7 @@
 #include "cli/common/command_line_parser.h"
 #include "cli/vorn/commands.h"
 #include "cli/vorn/hex.h"
+#include "desktop/transport/rapi_invocation.h"
 #include "vorn_version.h"
 
 namespace vorn_cli {
@@ -21,7 +22,11 @@ constexpr char kDescription[] =
     "The desktop's command-line tool for a handheld. Talks to a handheld\n"
     "over TCP (--device) or by starting `vorn-device serve IMAGE --stdio`\n"
     "(--image; vorn-device is taken from $VORN_DEVICE, from beside this\n"
-    "program, or from $PATH). Options may stand before or after the command.";
+    "program, or from $PATH). --device rapi://HOST[:PORT] (or\n"
+    "rapi+unix://PATH) reaches the agent through the handheld's remote API\n"
+    "server (`vorn-device serve --rapi`), with --password TEXT and\n"
+    "--password-key N (default 165) when the handheld has a device password.\n"
+    "Options may stand before or after the command.";
 
 constexpr char kFooter[] =
     "TYPE is contacts, appointments, tasks, mail or notes (or 1..5).\n"
@@ -269,8 +274,25 @@ void DefineCommands(CLI::App& app, CommandLine& line,
   // options may follow the command. Subcommands take this over.
   app.fallthrough();
   CLI::Option* device =
-      app.add_option("--device", line.device, "a handheld on TCP")
+      app.add_option("--device", line.device,
+                     "a handheld on TCP, or its remote API server\n"
+                     "(rapi://HOST[:PORT], rapi+unix://PATH)")
           ->type_name("HOST:PORT");
+  app.add_option_function<std::string>(
+         "--password",
+         [&line](const std::string& text) { line.password = text; },
+         "the device password for the remote API server")
+      ->type_name("TEXT");
+  app.add_option_function<std::string>(
+         "--password-key",
+         [&line](const std::string& text) {
+           if (!desktop::RapiInvocation::ParsePasswordKey(text).ok()) {
+             BadArgument("--password-key needs 0 to 255");
+           }
+           line.password_key = text;
+         },
+         "the key byte of the password step (default 165)")
+      ->type_name("N");
   CLI::Option* image = app.add_option("--image", line.image,
                                       "a device image, served by vorn-device");
   image->type_name("IMAGE")->excludes(device);
@@ -282,7 +304,14 @@ void DefineCommands(CLI::App& app, CommandLine& line,
   cli_common::AddHelpCommand(app);
   app.final_callback([&line] {
     if (line.device.empty() && line.image.empty()) {
-      BadArgument("no handheld given: use --device HOST:PORT or --image IMAGE");
+      BadArgument(
+          "no handheld given: use --device HOST:PORT, --device "
+          "rapi://HOST:PORT, --device rapi+unix://PATH or --image IMAGE");
+    }
+    bool rapi = desktop::RapiInvocation::IsRapiAddress(line.device);
+    if ((line.password || !line.password_key.empty()) && !rapi) {
+      BadArgument(
+          "--password and --password-key need --device rapi://HOST:PORT");
     }
   });
 }

@@ -5,6 +5,7 @@
 #define VORN_CLI_VORN_COMMAND_LINE_H_
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "desktop/base/status.h"
@@ -18,9 +19,11 @@ namespace vorn_cli {
 
 // The global options, given before or after the command.
 struct CommandLine {
-  std::string device;  // --device HOST:PORT
-  std::string image;   // --image IMAGE
-  bool json = false;   // --json
+  std::string device;  // --device HOST:PORT | rapi://... | rapi+unix://...
+  std::optional<std::string> password;  // --password TEXT (remote API)
+  std::string password_key;             // --password-key N (remote API)
+  std::string image;                    // --image IMAGE
+  bool json = false;                    // --json
 };
 
 // Defines every command of `vorn` on `app`, with its global options bound

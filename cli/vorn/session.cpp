@@ -1,6 +1,7 @@
 #include "cli/vorn/session.h"
 
 #include "desktop/transport/child_process_stream.h"
+#include "desktop/transport/rapi_invocation.h"
 #include "desktop/transport/tcp_stream.h"
 
 namespace vorn_cli {
@@ -10,7 +11,20 @@ using desktop::Status;
 
 Result<std::unique_ptr<Session>> Session::Open(const CommandLine& line) {
   std::unique_ptr<desktop::HandheldStream> stream;
-  if (!line.device.empty()) {
+  // The command line has checked that one handheld is named and that a
+  // password goes with a remote API address only.
+  if (desktop::RapiInvocation::IsRapiAddress(line.device)) {
+    desktop::RapiOptions options;
+    options.password = line.password;
+    if (!line.password_key.empty()) {
+      auto key = desktop::RapiInvocation::ParsePasswordKey(line.password_key);
+      if (!key.ok()) return key.status();
+      options.password_key = *key;
+    }
+    auto opened = desktop::RapiInvocation::Open(line.device, options);
+    if (!opened.ok()) return opened.status();
+    stream = std::move(*opened);
+  } else if (!line.device.empty()) {
     auto tcp = desktop::TcpStream::Connect(line.device);
     if (!tcp.ok()) return tcp.status();
     stream = std::move(*tcp);
@@ -19,9 +33,7 @@ Result<std::unique_ptr<Session>> Session::Open(const CommandLine& line) {
     if (!child.ok()) return child.status();
     stream = std::move(*child);
   } else {
-    return Status::Error(
-        "no handheld given: use --device HOST:PORT or "
-        "--image IMAGE");
+    return Status::Error("no handheld given");
   }
   return std::unique_ptr<Session>(new Session(std::move(stream)));
 }

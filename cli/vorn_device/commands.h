@@ -24,6 +24,7 @@ void DefineFault(CLI::App& app, Work& work);
 void DefineDump(CLI::App& app, Work& work);
 void DefineChangelog(CLI::App& app, Work& work);
 void DefinePim(CLI::App& app, Work& work);
+void DefinePassword(CLI::App& app, Work& work);
 
 }  // namespace cli
 

@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
   cli::DefineDump(app, work);
   cli::DefineChangelog(app, work);
   cli::DefinePim(app, work);
+  cli::DefinePassword(app, work);
   cli_common::AddHelpCommand(app);
   if (auto stop = cli_common::ParseCommandLine(app, argc, argv)) return *stop;
   return work();

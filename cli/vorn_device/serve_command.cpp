@@ -1,5 +1,7 @@
 // vorn-device serve IMAGE --stdio
 // vorn-device serve IMAGE --listen HOST:PORT [--allow-remote]
+// vorn-device serve IMAGE [--rapi [HOST:PORT]] [--rapi-unix PATH]
+//                         [--password-key N] [--allow-remote]
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netdb.h>
@@ -23,6 +25,7 @@
 #include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
+#include "cli/vorn_device/rapi_serve.h"
 #include "device/device.h"
 #include "device/stream/byte_channel.h"
 #include "device/stream/conversation.h"
@@ -32,7 +35,9 @@ namespace {
 
 constexpr char kDetails[] =
     "Runs the agent's entry point rsCeApiMgr on the handheld in IMAGE, with\n"
-    "either --stdio or --listen HOST:PORT.";
+    "either --stdio, --listen HOST:PORT, or the remote API server (--rapi,\n"
+    "--rapi-unix or both). Each listener prints \"listening on ADDRESS\" to\n"
+    "stderr.";
 
 int Usage(const std::string& message) {
   return ReportError("serve", message, kExitUsage);
@@ -173,10 +178,16 @@ struct ServeRequest {
   std::string listen;  // --listen HOST:PORT as given, split in `endpoint`
   std::optional<Endpoint> endpoint;
   bool allowRemote = false;
+  RapiServeOptions rapi;
 };
 
 int Serve(const ServeRequest& request) {
   const std::string& image = request.image;
+  if (request.rapi.tcp || request.rapi.unixPath) {
+    RapiServeOptions rapi = request.rapi;
+    rapi.allowRemote = request.allowRemote;
+    return ServeRapi(image, rapi);
+  }
   const bool stdio = request.stdio;
   const bool allowRemote = request.allowRemote;
   std::optional<std::string> listen;
@@ -277,15 +288,63 @@ void DefineServe(CLI::App& app, Work& work) {
               "HOST:PORT\" goes to stderr once the socket listens. Ctrl-C or\n"
               "SIGTERM stop it cleanly.")
           ->type_name("HOST:PORT");
-  stdio->excludes(listen);
+  CLI::Option* rapi =
+      serve
+          ->add_option_function<std::string>(
+              "--rapi",
+              [request](const std::string& text) {
+                if (!text.empty() && !SplitHostPort(text)) {
+                  cli_common::BadArgument("bad HOST:PORT '" + text + "'");
+                }
+                request->rapi.tcp = text.empty() ? DefaultRapiAddress() : text;
+              },
+              "the handheld's remote API server on TCP (default\n"
+              "127.0.0.1:990; PORT 0 picks a free port): desktops pass the\n"
+              "device password, then invoke VORNAPIMGR's rsCeApiMgr;\n"
+              "connections are served side by side")
+          ->type_name("[HOST:PORT]")
+          ->expected(0, 1)
+          ->default_str("");
+  CLI::Option* rapiUnix =
+      serve
+          ->add_option_function<std::string>(
+              "--rapi-unix",
+              [request](const std::string& path) {
+                request->rapi.unixPath = path;
+              },
+              "the same on a Unix-domain socket, without the password step")
+          ->type_name("PATH");
   serve
-      ->add_flag("--allow-remote", request->allowRemote,
-                 "allow a HOST that is not a loopback address")
-      ->needs(listen);
-  serve->callback([&work, request, listen] {
-    if (!request->stdio && listen->count() == 0) {
+      ->add_option_function<std::string>(
+          "--password-key",
+          [request](const std::string& text) {
+            std::optional<std::uint32_t> key = cli_common::ParseUint32(text);
+            if (!key || *key > 255) {
+              cli_common::BadArgument("--password-key needs 0 to 255");
+            }
+            request->rapi.passwordKey = static_cast<std::uint8_t>(*key);
+            request->rapi.keyGiven = true;
+          },
+          "the key byte of the password step, 0 to 255 (default 165, 0xA5)")
+      ->type_name("N");
+  stdio->excludes(listen)->excludes(rapi)->excludes(rapiUnix);
+  listen->excludes(rapi)->excludes(rapiUnix);
+  CLI::Option* allowRemote =
+      serve->add_flag("--allow-remote", request->allowRemote,
+                      "allow a HOST that is not a loopback address");
+  serve->callback([&work, request, listen, rapi, allowRemote] {
+    bool rapiMode = request->rapi.tcp || request->rapi.unixPath;
+    if (!request->stdio && listen->count() == 0 && !rapiMode) {
       cli_common::BadArgument(
-          "give exactly one of --stdio and --listen HOST:PORT");
+          "give exactly one of --stdio, --listen HOST:PORT and "
+          "--rapi/--rapi-unix");
+    }
+    if (allowRemote->count() > 0 && listen->count() == 0 &&
+        rapi->count() == 0) {
+      cli_common::BadArgument("--allow-remote needs --listen or --rapi");
+    }
+    if (request->rapi.keyGiven && !request->rapi.tcp) {
+      cli_common::BadArgument("--password-key needs --rapi");
     }
     work = [request] { return Serve(*request); };
   });

@@ -100,5 +100,45 @@ TEST(ConversationTest, FailedStartReturnsEFailAndWritesNothing) {
   EXPECT_FALSE(device->image().InTransaction());
 }
 
+// Buffer mode: sets a registry value, answers its input doubled, then tries
+// the stream, which faults.
+bool g_streamFaulted = false;
+HRESULT BufferEntry(DWORD size, BYTE* input, DWORD* outSize, BYTE** output,
+                    IRAPIStream* stream) {
+  HKEY key = 0;
+  RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"SOFTWARE\\Orvanet", 0, nullptr, 0, 0,
+                  nullptr, &key, nullptr);
+  const BYTE one[4] = {1, 0, 0, 0};
+  RegSetValueExW(key, u"Buffered", 0, REG_DWORD, one, 4);
+  RegCloseKey(key);
+  auto* out = static_cast<BYTE*>(LocalAlloc(0, std::size_t{2} * size));
+  for (std::size_t i = 0; i < size; ++i) out[2 * i] = out[2 * i + 1] = input[i];
+  *outSize = 2 * size;
+  *output = out;
+  BYTE byte = 0;
+  try {
+    stream->Read(&byte, 1, nullptr);
+  } catch (const platform::Fault&) {
+    g_streamFaulted = true;
+  }
+  EXPECT_EQ(stream->Release(), 0u);
+  return S_FALSE;
+}
+
+TEST(ConversationTest, BufferCallGetsItsInputAndGivesItsOutput) {
+  auto device = Device::InMemory();
+  std::vector<std::uint8_t> output = {0xBD};
+  const std::uint8_t input[] = {1, 2};
+  EXPECT_EQ(RunBufferCall(*device, &BufferEntry, input, &output), S_FALSE);
+  EXPECT_EQ(output, (std::vector<std::uint8_t>{1, 1, 2, 2}));
+  EXPECT_TRUE(g_streamFaulted);
+  EXPECT_FALSE(device->image().InTransaction());
+  Statement find = device->image().Prepare(
+      "SELECT count(*) FROM reg_values WHERE name='Buffered'");
+  ASSERT_TRUE(find.Step());
+  EXPECT_EQ(find.Int(0), 1);
+  EXPECT_EQ(platform::CurrentServices().registry, nullptr);
+}
+
 }  // namespace
 }  // namespace device

@@ -114,9 +114,10 @@ TempDir::~TempDir() {
 }
 
 ListeningServer::ListeningServer(const std::string& image,
-                                 const std::vector<std::string>& extra) {
-  std::vector<std::string> args = {ProgramPath("vorn-device"), "serve", image,
-                                   "--listen", "127.0.0.1:0"};
+                                 const std::vector<std::string>& extra,
+                                 const std::vector<std::string>& listen) {
+  std::vector<std::string> args = {ProgramPath("vorn-device"), "serve", image};
+  args.insert(args.end(), listen.begin(), listen.end());
   args.insert(args.end(), extra.begin(), extra.end());
   int err[2];
   if (pipe(err) != 0) throw std::runtime_error("pipe failed");

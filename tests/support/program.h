@@ -39,17 +39,21 @@ class TempDir {
   std::string dir_;
 };
 
-// `vorn-device serve IMAGE --listen 127.0.0.1:0` in the background.
+// `vorn-device serve IMAGE --listen 127.0.0.1:0` in the background (or
+// with the listening options `listen` in place of --listen).
 class ListeningServer {
  public:
   explicit ListeningServer(const std::string& image,
-                           const std::vector<std::string>& extra = {});
+                           const std::vector<std::string>& extra = {},
+                           const std::vector<std::string>& listen = {
+                               "--listen", "127.0.0.1:0"});
   ListeningServer(const ListeningServer&) = delete;
   ListeningServer& operator=(const ListeningServer&) = delete;
   // Stops the server if it still runs.
   ~ListeningServer();
 
-  // "127.0.0.1:PORT", empty when the server did not start.
+  // "127.0.0.1:PORT" (the first address the server printed), empty when
+  // the server did not start.
   const std::string& address() const { return address_; }
   // Sends SIGINT and returns the exit status; the standard error text so
   // far is in err().
