@@ -31,8 +31,9 @@ void RecurrenceState::Begin() {
       itemStart == kOleNoDate || std::isnan(itemStart) ? 0 : DayOf(itemStart);
   rule.type = olRecursWeekly;
   rule.dayOfWeekMask = 1 << WeekdayOf(rule.startDay);
+  record = RecurrenceRecord();
   record.rule = rule;
-  record.exceptions.clear();
+  record.startDate = rule.startDay;
 }
 
 void RecurrenceState::Clear() {
@@ -117,7 +118,7 @@ HRESULT RecurrencePattern::put_Occurrences(LONG value) {
 
 HRESULT RecurrencePattern::get_PatternStartDate(DATE* value) {
   if (value == nullptr) return E_POINTER;
-  *value = rule().startDay;
+  *value = state_->record.startDate;
   return S_OK;
 }
 
@@ -126,6 +127,7 @@ HRESULT RecurrencePattern::put_PatternStartDate(DATE value) {
     return E_INVALIDARG;
   }
   rule().startDay = DayOf(value);
+  state_->record.startDate = value;
   state_->dirty = true;
   return S_OK;
 }
@@ -134,7 +136,7 @@ HRESULT RecurrencePattern::get_PatternEndDate(DATE* value) {
   if (value == nullptr) return E_POINTER;
   switch (rule().end) {
     case RecurrenceEnd::kByDate:
-      *value = rule().endDay;
+      *value = state_->record.endDate;
       break;
     case RecurrenceEnd::kAfterCount:
       *value = LastOccurrence(rule()).value_or(rule().startDay);
@@ -152,6 +154,7 @@ HRESULT RecurrencePattern::put_PatternEndDate(DATE value) {
     return E_INVALIDARG;
   }
   rule().endDay = DayOf(value);
+  state_->record.endDate = value;
   rule().end = RecurrenceEnd::kByDate;
   state_->dirty = true;
   return S_OK;

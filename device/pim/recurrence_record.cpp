@@ -105,6 +105,10 @@ void SetTypeWords(RecurrenceRule& rule, const std::vector<LONG>& words) {
   }
 }
 
+bool InDateRange(double date) {
+  return date >= kOleMinDate && date < kOleDateLimit;
+}
+
 }  // namespace
 
 std::int32_t RecurrenceException::originalDay() const {
@@ -137,7 +141,7 @@ std::vector<std::uint8_t> EncodeRecurrence(const RecurrenceRecord& record) {
     case RecurrenceEnd::kByDate:
       out.U32(kStoredEndByDate);
       occurrences = CountOccurrences(rule);
-      endDate = rule.endDay;
+      endDate = record.endDate;
       break;
     case RecurrenceEnd::kAfterCount:
       out.U32(kStoredEndAfterCount);
@@ -149,7 +153,7 @@ std::vector<std::uint8_t> EncodeRecurrence(const RecurrenceRecord& record) {
       break;
   }
   out.U32(static_cast<std::uint32_t>(occurrences));
-  out.F64(rule.startDay);
+  out.F64(record.startDate);
   out.F64(endDate);
   out.U32(static_cast<std::uint32_t>(record.exceptions.size()));
   for (const RecurrenceException& exception : record.exceptions) {
@@ -181,15 +185,14 @@ std::optional<RecurrenceRecord> DecodeRecurrence(
   }
   SetTypeWords(rule, words);
   std::uint32_t endType = 0;
-  double startDate = 0;
-  double endDate = 0;
   std::uint32_t count = 0;
-  if (!in.U32(endType) || !in.I32(rule.occurrences) || !in.F64(startDate) ||
-      !in.F64(endDate) || !in.U32(count)) {
+  if (!in.U32(endType) || !in.I32(rule.occurrences) ||
+      !in.F64(record.startDate) || !in.F64(record.endDate) || !in.U32(count) ||
+      !InDateRange(record.startDate) || !InDateRange(record.endDate)) {
     return std::nullopt;
   }
-  rule.startDay = static_cast<std::int32_t>(std::floor(startDate));
-  rule.endDay = static_cast<std::int32_t>(std::floor(endDate));
+  rule.startDay = static_cast<std::int32_t>(std::floor(record.startDate));
+  rule.endDay = static_cast<std::int32_t>(std::floor(record.endDate));
   rule.end = endType == kStoredEndByDate       ? RecurrenceEnd::kByDate
              : endType == kStoredEndAfterCount ? RecurrenceEnd::kAfterCount
                                                : RecurrenceEnd::kNever;

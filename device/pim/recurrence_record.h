@@ -16,8 +16,10 @@
 //              0x2023 never (E = 22 for types 0 and above 3, 26 for types
 //              1 and 2, 30 for type 3)
 //   E+4   u32  occurrences (the count to end after, else the computed one)
-//   E+8   f64  pattern start date (DATE)
-//   E+16  f64  pattern end date (DATE; the no-date value when never)
+//   E+8   f64  pattern start date (DATE, as set)
+//   E+16  f64  pattern end date (DATE: as set when the pattern ends by
+//              date, the last occurrence's day when it ends after a count,
+//              the no-date value when it never ends)
 //   E+24  u32  exception count, then each exception:
 //           f64 original date, u32 deleted (1) or changed (0),
 //           f64 start, f64 end, i32 busy status, i16 reminder set,
@@ -63,6 +65,10 @@ struct RecurrenceException {
 
 struct RecurrenceRecord {
   RecurrenceRule rule;
+  // The pattern's start and end dates as they were set, time included;
+  // their days are the rule's start and end days.
+  DATE startDate = 0;
+  DATE endDate = 0;
   std::vector<RecurrenceException> exceptions;
 
   // The exception of the occurrence originally on `day`; null when none.

@@ -1,0 +1,43 @@
+#include "tests/support/calendar_records.h"
+
+namespace testing_support {
+
+Bytes TimeBytes(std::uint16_t year, std::uint16_t month,
+                std::uint16_t dayOfWeek, std::uint16_t day,
+                std::uint16_t hour, std::uint16_t minute,
+                std::uint16_t second, std::uint16_t millis) {
+  return Cat({LE16(year), LE16(month), LE16(dayOfWeek), LE16(day), LE16(hour),
+              LE16(minute), LE16(second), LE16(millis)});
+}
+
+Bytes PropLong(std::uint32_t id, std::uint32_t value) {
+  return Cat({LE32(id), LE32(value)});
+}
+
+Bytes PropTime(std::uint32_t id, const Bytes& time) {
+  return Cat({LE32(id), time});
+}
+
+Bytes PropString(std::uint32_t id, std::u16string_view text) {
+  return Cat({LE32(id), Counted(text)});
+}
+
+Bytes PropBlob(std::uint32_t id, const Bytes& block) {
+  return Cat({LE32(id), block});
+}
+
+Bytes RecurrenceBlock(const RecurrenceSpec& spec) {
+  return Cat({spec.start, spec.end, Bytes(32, 0), Bytes{spec.type},
+              LE32(spec.occurrences), Bytes{spec.endKind}, Bytes(4, 0),
+              LE32(spec.interval), LE32(spec.dayOfWeekMask),
+              LE32(spec.dayOfMonth), LE32(spec.instance),
+              LE32(spec.monthOfYear), LE32(spec.exceptionCount)});
+}
+
+Bytes FieldList(std::uint32_t count, std::initializer_list<Bytes> fields) {
+  Bytes out = LE32(count);
+  for (const Bytes& field : fields) out = Cat({out, field});
+  return out;
+}
+
+}  // namespace testing_support
