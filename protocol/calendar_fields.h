@@ -38,12 +38,12 @@ inline constexpr std::uint32_t kTaskReminderTime = 10;
 inline constexpr std::uint32_t kTaskBody = 11;
 
 // Recurrence block (98 bytes).
-inline constexpr std::size_t kRecurStartDate = 0;    // time record
-inline constexpr std::size_t kRecurEndDate = 16;     // time record
-inline constexpr std::size_t kRecurType = 64;        // u8
+inline constexpr std::size_t kRecurStartDate = 0;     // time record
+inline constexpr std::size_t kRecurEndDate = 16;      // time record
+inline constexpr std::size_t kRecurType = 64;         // u8
 inline constexpr std::size_t kRecurOccurrences = 65;  // u32
-inline constexpr std::size_t kRecurEndKind = 69;     // u8
-inline constexpr std::size_t kRecurInterval = 74;    // u32
+inline constexpr std::size_t kRecurEndKind = 69;      // u8
+inline constexpr std::size_t kRecurInterval = 74;     // u32
 inline constexpr std::size_t kRecurDayOfWeekMask = 78;
 inline constexpr std::size_t kRecurDayOfMonth = 82;
 inline constexpr std::size_t kRecurInstance = 86;

@@ -65,8 +65,7 @@ IAppointment* FindOccurrence(IPOutlookApp* app, IRecurrencePattern* pattern,
     exception->get_OriginalDate(&originalDate);
     app->VariantTimeToSystemTime(originalDate, &time);
     bool sameDay = time.wYear == original.wYear &&
-                   time.wMonth == original.wMonth &&
-                   time.wDay == original.wDay;
+                   time.wMonth == original.wMonth && time.wDay == original.wDay;
     if (sameDay) {
       if (FAILED(exception->get_AppointmentItem(&occurrence))) {
         occurrence = nullptr;
@@ -205,7 +204,8 @@ void ApplyExceptions(CCERecordHandler& handler, IRecurrencePattern* pattern,
       if (busy != kExceptNotGiven) {
         occurrence->put_BusyStatus(static_cast<LONG>(busy));
       }
-      if (entry.subject != nullptr) occurrence->put_Subject(entry.subject.get());
+      if (entry.subject != nullptr)
+        occurrence->put_Subject(entry.subject.get());
       if (entry.location != nullptr) {
         occurrence->put_Location(entry.location.get());
       }

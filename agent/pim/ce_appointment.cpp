@@ -22,8 +22,7 @@ constexpr int kAttemptOfLaterStep = 3;
 
 // Ids that carry a value.
 bool HasValue(DWORD id) {
-  return id >= 1 && id <= kRecurrenceField && (id < 10 || id > 15) &&
-         id != 17;
+  return id >= 1 && id <= kRecurrenceField && (id < 10 || id > 15) && id != 17;
 }
 
 DWORD BoolFlag(VARIANT_BOOL value) {
@@ -157,8 +156,8 @@ int CCEAppointment::WriteRecord(IDispatch* item, RequestPtr data,
           break;
         }
         case kAppointmentPrivate:
-          appointment->put_Sensitivity(
-              ReadLong(data, offset) == 1 ? olPrivate : olNormal);
+          appointment->put_Sensitivity(ReadLong(data, offset) == 1 ? olPrivate
+                                                                   : olNormal);
           break;
         case kAppointmentBusyStatus:
           appointment->put_BusyStatus(

@@ -25,9 +25,6 @@ using testing_support::FieldList;
 using testing_support::InProcessHandheld;
 using testing_support::LE32;
 using testing_support::PacketBuilder;
-using testing_support::PropLong;
-using testing_support::PropString;
-using testing_support::PropTime;
 using testing_support::RecurrenceBlock;
 using testing_support::RecurrenceSpec;
 using testing_support::TimeBytes;
@@ -44,33 +41,15 @@ Bytes Text(std::uint32_t id, std::u16string_view text) {
   return Cat({LE32(id), Counted(text)});
 }
 
-// What GetRecord sends for an appointment without recurrence.
-struct Expected {
-  Bytes start = TimeBytes(2026, 2, 1, 2, 9, 0);
-  Bytes end = TimeBytes(2026, 2, 1, 2, 10, 0);
-  std::uint32_t isPrivate = 0;
-  std::uint32_t busy = 2;
-  std::uint32_t minutes = 15;
-  std::uint32_t reminder = 0;
-  std::uint32_t allDay = 0;
-  std::u16string subject;
-  std::u16string location;
-  std::u16string categories;
-  std::u16string body;
-  // Field 19 and the exception records, when recurring.
-  Bytes recurrence;
+// An appointment from 2026-02-02 09:00 to 10:00 without recurrence.
+struct Expected : testing_support::AppointmentReply {
+  Expected() {
+    start = TimeBytes(2026, 2, 1, 2, 9, 0);
+    end = TimeBytes(2026, 2, 1, 2, 10, 0);
+  }
 };
 
-Bytes Reply(std::uint32_t oid, const Expected& e) {
-  auto count = static_cast<std::uint8_t>(e.recurrence.empty() ? 11 : 12);
-  return Cat({Bytes{1, 0}, LE32(oid), Bytes{count}, PropTime(16, e.start),
-              PropTime(18, e.end), PropLong(5, e.isPrivate),
-              PropLong(6, e.busy), PropLong(8, e.minutes),
-              PropLong(7, e.reminder), PropLong(4, e.allDay),
-              PropString(1, e.subject), PropString(2, e.location),
-              PropString(3, e.categories), PropString(9, e.body),
-              e.recurrence});
-}
+Bytes Reply(std::uint32_t oid, const Expected& e) { return e.Build(oid); }
 
 class AppointmentTest : public ::testing::Test {
  protected:
@@ -79,7 +58,8 @@ class AppointmentTest : public ::testing::Test {
   }
 
   // Adds the records with one BatchWrite; returns the write statuses.
-  Bytes Batch(const std::vector<Bytes>& records, std::string* messages = nullptr) {
+  Bytes Batch(const std::vector<Bytes>& records,
+              std::string* messages = nullptr) {
     PacketBuilder packet(15, 2);
     packet.U32(static_cast<std::uint32_t>(records.size()));
     std::uint32_t id = 100;
@@ -108,10 +88,10 @@ class AppointmentTest : public ::testing::Test {
 };
 
 TEST_F(AppointmentTest, FieldsReadBackInTheirOrder) {
-  std::uint32_t oid = Add(FieldList(
-      10, {Text(1, u"Review"), Text(2, u"Room 1"), Text(3, u"Work"),
-           Long(4, 1), Long(6, 3), Long(7, 0xFFFF), Long(8, 30),
-           Text(9, u"Bring notes"), Start(), End()}));
+  std::uint32_t oid = Add(
+      FieldList(10, {Text(1, u"Review"), Text(2, u"Room 1"), Text(3, u"Work"),
+                     Long(4, 1), Long(6, 3), Long(7, 0xFFFF), Long(8, 30),
+                     Text(9, u"Bring notes"), Start(), End()}));
   Expected e;
   e.subject = u"Review";
   e.location = u"Room 1";
@@ -125,10 +105,9 @@ TEST_F(AppointmentTest, FieldsReadBackInTheirOrder) {
 }
 
 TEST_F(AppointmentTest, SensitivityOneIsPrivateAnyOtherValueNormal) {
-  Bytes statuses =
-      Batch({FieldList(3, {Long(5, 1), Start(), End()}),
-             FieldList(3, {Long(5, 3), Start(), End()}),
-             FieldList(3, {Long(5, 2), Start(), End()})});
+  Bytes statuses = Batch({FieldList(3, {Long(5, 1), Start(), End()}),
+                          FieldList(3, {Long(5, 3), Start(), End()}),
+                          FieldList(3, {Long(5, 2), Start(), End()})});
   ASSERT_EQ(statuses.size(), 30U);
   CalendarModel model(handheld_.device());
   std::vector<LONG> stored;
@@ -169,24 +148,20 @@ TEST_F(AppointmentTest, ConfidentialReadsBackAsNotPrivate) {
 }
 
 TEST_F(AppointmentTest, IdsTenToFifteenAndSeventeenCarryNoValue) {
-  std::uint32_t oid =
-      Add(FieldList(10, {LE32(10), LE32(11), LE32(12), LE32(13), LE32(14),
-                         LE32(15), LE32(17), Text(1, u"After"), Start(),
-                         End()}));
+  std::uint32_t oid = Add(
+      FieldList(10, {LE32(10), LE32(11), LE32(12), LE32(13), LE32(14), LE32(15),
+                     LE32(17), Text(1, u"After"), Start(), End()}));
   Expected e;
   e.subject = u"After";
   EXPECT_EQ(Get(oid), Reply(oid, e));
 }
 
 TEST_F(AppointmentTest, ReminderRetryReadsTheRecordAgainFiveMinutesShorter) {
-  ASSERT_TRUE(handheld_.device()
-                  .faults()
-                  .Set("appointment-save", "0x80040067 1")
-                  .ok());
+  ASSERT_TRUE(
+      handheld_.device().faults().Set("appointment-save", "0x80040067 1").ok());
   std::string messages;
-  Bytes status = Batch({FieldList(
-                           5, {Text(1, u"Retry"), Long(7, 1), Long(8, 30),
-                               Start(), End()})},
+  Bytes status = Batch({FieldList(5, {Text(1, u"Retry"), Long(7, 1),
+                                      Long(8, 30), Start(), End()})},
                        &messages);
   ASSERT_EQ(status.size(), 10U);
   std::uint32_t oid = protocol::GetU32(status.data() + 2);
@@ -203,12 +178,9 @@ TEST_F(AppointmentTest, ReminderRetryReadsTheRecordAgainFiveMinutesShorter) {
 }
 
 TEST_F(AppointmentTest, ReminderStepsGrowToAnHourFromTheThirdRetry) {
-  std::uint32_t oid =
-      Add(FieldList(3, {Text(1, u"Steps"), Start(), End()}));
-  ASSERT_TRUE(handheld_.device()
-                  .faults()
-                  .Set("appointment-save", "0x80040067 4")
-                  .ok());
+  std::uint32_t oid = Add(FieldList(3, {Text(1, u"Steps"), Start(), End()}));
+  ASSERT_TRUE(
+      handheld_.device().faults().Set("appointment-save", "0x80040067 4").ok());
   // An update re-fetches the item by its OID on every retry.
   auto frames = handheld_.Exchange(
       {PacketBuilder(3, 2)
@@ -229,10 +201,10 @@ TEST_F(AppointmentTest, ReminderStepsGrowToAnHourFromTheThirdRetry) {
 TEST_F(AppointmentTest, AReminderBeforeNowIsShortenedUntilItCanBeKept) {
   // Starts at 13:00 today; 70 minutes before is 11:50, before the clock's
   // 12:00: the handheld refuses, then 65 (11:55) too, then takes 60.
-  std::uint32_t oid = Add(FieldList(
-      4, {Long(7, 1), Long(8, 70),
-          Cat({LE32(16), TimeBytes(2026, 1, 4, 15, 13, 0)}),
-          Cat({LE32(18), TimeBytes(2026, 1, 4, 15, 14, 0)})}));
+  std::uint32_t oid =
+      Add(FieldList(4, {Long(7, 1), Long(8, 70),
+                        Cat({LE32(16), TimeBytes(2026, 1, 4, 15, 13, 0)}),
+                        Cat({LE32(18), TimeBytes(2026, 1, 4, 15, 14, 0)})}));
   Expected e;
   e.start = TimeBytes(2026, 1, 4, 15, 13, 0);
   e.end = TimeBytes(2026, 1, 4, 15, 14, 0);
@@ -245,8 +217,7 @@ TEST_F(AppointmentTest, OtherSaveFailuresShowSaveFailed) {
   ASSERT_TRUE(
       handheld_.device().faults().Set("appointment-save", "0x80004005").ok());
   std::string messages;
-  Bytes status =
-      Batch({FieldList(2, {Text(1, u"Lost"), Start()})}, &messages);
+  Bytes status = Batch({FieldList(2, {Text(1, u"Lost"), Start()})}, &messages);
   // The handler reports success; only the OID 0 tells the desktop.
   EXPECT_EQ(status, Cat({Bytes{1, 0}, LE32(0), LE32(100)}));
   EXPECT_EQ(messages, "messagebox: INFO: Save FAILED\n");
@@ -279,12 +250,11 @@ TEST_F(AppointmentTest, ChangedAndDeletedOccurrencesReadBack) {
   Bytes deleted = ExceptionRecord(TimeBytes(2026, 2, 1, 9, 9, 0), Bytes(16, 0),
                                   Bytes(16, 0), 1, 0xFFFFFFFF, 0xFFFFFFFF,
                                   0xFFFFFFFF, 0, 0, 0);
-  Bytes changed = Cat(
-      {ExceptionRecord(TimeBytes(2026, 2, 1, 16, 9, 0),
-                       TimeBytes(2026, 2, 1, 16, 14, 0),
-                       TimeBytes(2026, 2, 1, 16, 15, 0), 0, 0xFFFFFFFF,
-                       0xFFFFFFFF, 1, 7, 7, 0),
-       Counted(u"Moved"), Counted(u"Room 2")});
+  Bytes changed = Cat({ExceptionRecord(TimeBytes(2026, 2, 1, 16, 9, 0),
+                                       TimeBytes(2026, 2, 1, 16, 14, 0),
+                                       TimeBytes(2026, 2, 1, 16, 15, 0), 0,
+                                       0xFFFFFFFF, 0xFFFFFFFF, 1, 7, 7, 0),
+                       Counted(u"Moved"), Counted(u"Room 2")});
   std::uint32_t oid = Add(FieldList(
       4, {Text(1, u"Weekly"), Start(), End(),
           Cat({LE32(19), RecurrenceBlock(WeeklyFive(2)), deleted, changed})}));

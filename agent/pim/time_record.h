@@ -17,8 +17,8 @@ inline void PutTimeRecord(BYTE* at, const SYSTEMTIME& time) {
 
 inline SYSTEMTIME GetTimeRecord(const BYTE* at) {
   SYSTEMTIME time = {};
-  WORD* fields[8] = {&time.wYear,   &time.wMonth,  &time.wDayOfWeek,
-                     &time.wDay,    &time.wHour,   &time.wMinute,
+  WORD* fields[8] = {&time.wYear,   &time.wMonth,       &time.wDayOfWeek,
+                     &time.wDay,    &time.wHour,        &time.wMinute,
                      &time.wSecond, &time.wMilliseconds};
   for (int i = 0; i < 8; ++i) *fields[i] = protocol::GetU16(at + 2 * i);
   return time;

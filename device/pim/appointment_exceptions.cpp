@@ -38,8 +38,8 @@ HRESULT AppointmentException::get_AppointmentItem(IAppointment** appointment) {
   if (appointment == nullptr) return E_POINTER;
   *appointment = nullptr;
   if (exception_.deleted) return E_FAIL;
-  AppointmentItem* item = AppointmentItem::OpenOccurrence(
-      app_, owner_, exception_.originalDay());
+  AppointmentItem* item =
+      AppointmentItem::OpenOccurrence(app_, owner_, exception_.originalDay());
   if (item == nullptr) return E_FAIL;
   *appointment = item;
   return S_OK;

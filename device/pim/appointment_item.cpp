@@ -30,8 +30,7 @@ RecordValue Text(CEPROPID id, std::u16string text) {
   return out;
 }
 
-const RecordValue* FindIn(const std::vector<RecordValue>& values,
-                          CEPROPID id) {
+const RecordValue* FindIn(const std::vector<RecordValue>& values, CEPROPID id) {
   for (const RecordValue& value : values) {
     if (value.id == id) return &value;
   }
@@ -62,8 +61,7 @@ AppointmentItem::AppointmentItem(OutlookApp& app, CEOID oid)
   }
 }
 
-AppointmentItem* AppointmentItem::OpenOccurrence(OutlookApp& app,
-                                                 CEOID parent,
+AppointmentItem* AppointmentItem::OpenOccurrence(OutlookApp& app, CEOID parent,
                                                  std::int32_t day) {
   if (!app.items().Exists(olAppointmentItem, parent)) return nullptr;
   std::vector<RecordValue> values = app.items().Load(parent);
@@ -222,8 +220,7 @@ HRESULT AppointmentItem::Delete() {
 }
 
 HRESULT AppointmentItem::SaveOccurrence(bool deleted) {
-  if (occurrenceDeleted_ ||
-      !app_.items().Exists(olAppointmentItem, parent_)) {
+  if (occurrenceDeleted_ || !app_.items().Exists(olAppointmentItem, parent_)) {
     return E_FAIL;
   }
   std::vector<RecordValue> stored = app_.items().Load(parent_);
@@ -252,8 +249,7 @@ HRESULT AppointmentItem::SaveOccurrence(bool deleted) {
     exception.body = text;
     app_.SysFreeString(text);
   }
-  if (RecurrenceException* old =
-          record->ExceptionOn(exception.originalDay())) {
+  if (RecurrenceException* old = record->ExceptionOn(exception.originalDay())) {
     *old = std::move(exception);
   } else {
     record->exceptions.push_back(std::move(exception));

@@ -67,9 +67,7 @@ class OutlookApp final : public IPOutlookApp {
   // check when saved; without a clock no reminder is checked.
   using Clock = std::function<std::optional<DATE>()>;
   void SetClock(Clock clock) { clock_ = std::move(clock); }
-  std::optional<DATE> Now() const {
-    return clock_ ? clock_() : std::nullopt;
-  }
+  std::optional<DATE> Now() const { return clock_ ? clock_() : std::nullopt; }
 
   // Called after every successful save and delete of an item.
   void SetChangeHook(ChangeHook hook) { changeHook_ = std::move(hook); }

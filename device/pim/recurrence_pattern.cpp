@@ -162,8 +162,7 @@ HRESULT RecurrencePattern::put_PatternEndDate(DATE value) {
 
 HRESULT RecurrencePattern::get_NoEndDate(VARIANT_BOOL* value) {
   if (value == nullptr) return E_POINTER;
-  *value =
-      rule().end == RecurrenceEnd::kNever ? VARIANT_TRUE : VARIANT_FALSE;
+  *value = rule().end == RecurrenceEnd::kNever ? VARIANT_TRUE : VARIANT_FALSE;
   return S_OK;
 }
 

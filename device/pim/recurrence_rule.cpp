@@ -29,8 +29,8 @@ void ForEachMonthly(const RecurrenceRule& rule, LONG interval, bool yearly,
     if (nth) {
       day = NthDayOfMonth(year, monthOfYear, rule.dayOfWeekMask, rule.instance);
     } else if (rule.dayOfMonth >= 1) {
-      int dom = static_cast<int>(std::min<LONG>(
-          rule.dayOfMonth, DaysInMonth(year, monthOfYear)));
+      int dom = static_cast<int>(
+          std::min<LONG>(rule.dayOfMonth, DaysInMonth(year, monthOfYear)));
       day = DayFromCivil(year, monthOfYear, dom);
     }
     if (!day || *day < rule.startDay) continue;
@@ -87,8 +87,7 @@ std::int32_t DayFromCivil(int year, int month, int day) {
   int yearOfEra = y - era * 400;
   int monthFromMarch = month > 2 ? month - 3 : month + 9;
   int dayOfYear = (153 * monthFromMarch + 2) / 5 + day - 1;
-  int dayOfEra =
-      yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
   return era * 146097 + dayOfEra - 719468 + kUnixEpochDay;
 }
 
@@ -97,9 +96,9 @@ CivilDay CivilFromDay(std::int32_t oleDay) {
   int era = (z >= 0 ? z : z - 146096) / 146097;
   int dayOfEra = z - era * 146097;
   int yearOfEra =
-      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) /
-      365;
-  int dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  int dayOfYear =
+      dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
   int monthFromMarch = (5 * dayOfYear + 2) / 153;
   int day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
   int month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;

@@ -18,8 +18,8 @@ std::vector<std::string> Dates(const std::vector<std::int32_t>& days) {
   for (std::int32_t day : days) {
     CivilDay civil = CivilFromDay(day);
     char text[16];
-    std::snprintf(text, sizeof(text), "%04d-%02d-%02d", civil.year,
-                  civil.month, civil.day);
+    std::snprintf(text, sizeof(text), "%04d-%02d-%02d", civil.year, civil.month,
+                  civil.day);
     out.emplace_back(text);
   }
   return out;
@@ -45,7 +45,7 @@ TEST(CivilDayTest, KnownDaysAndRoundTrip) {
   EXPECT_EQ(Day(1899, 12, 30), 0);
   EXPECT_EQ(Day(1900, 1, 1), 2);
   EXPECT_EQ(Day(2000, 1, 1), 36526);
-  EXPECT_EQ(WeekdayOf(Day(2000, 1, 1)), 6);  // Saturday
+  EXPECT_EQ(WeekdayOf(Day(2000, 1, 1)), 6);    // Saturday
   EXPECT_EQ(WeekdayOf(Day(2026, 11, 23)), 1);  // Monday
   EXPECT_EQ(WeekdayOf(Day(1899, 12, 29)), 5);  // Friday, before day 0
   for (std::int32_t day = Day(1600, 1, 1); day < Day(2401, 1, 1); day += 17) {
@@ -61,8 +61,8 @@ TEST(RecurrenceRuleTest, DailyEveryThreeDaysAcrossAMonthEnd) {
   RecurrenceRule rule = Rule(olRecursDaily, 2024, 1, 30);
   rule.interval = 3;
   EXPECT_EQ(First(rule, 4),
-            (std::vector<std::string>{"2024-01-30", "2024-02-02",
-                                      "2024-02-05", "2024-02-08"}));
+            (std::vector<std::string>{"2024-01-30", "2024-02-02", "2024-02-05",
+                                      "2024-02-08"}));
 }
 
 TEST(RecurrenceRuleTest, WeeklyEveryOtherWeekOnMondayAndWednesday) {
@@ -71,17 +71,16 @@ TEST(RecurrenceRuleTest, WeeklyEveryOtherWeekOnMondayAndWednesday) {
   rule.interval = 2;
   rule.dayOfWeekMask = olMonday | olWednesday;
   EXPECT_EQ(First(rule, 5),
-            (std::vector<std::string>{"2024-01-03", "2024-01-15",
-                                      "2024-01-17", "2024-01-29",
-                                      "2024-01-31"}));
+            (std::vector<std::string>{"2024-01-03", "2024-01-15", "2024-01-17",
+                                      "2024-01-29", "2024-01-31"}));
 }
 
 TEST(RecurrenceRuleTest, MonthlyOnThe31stFallsOnEachMonthsLastDay) {
   RecurrenceRule rule = Rule(olRecursMonthly, 2024, 1, 31);
   rule.dayOfMonth = 31;
   EXPECT_EQ(First(rule, 4),
-            (std::vector<std::string>{"2024-01-31", "2024-02-29",
-                                      "2024-03-31", "2024-04-30"}));
+            (std::vector<std::string>{"2024-01-31", "2024-02-29", "2024-03-31",
+                                      "2024-04-30"}));
   rule.startDay = Day(2025, 1, 1);
   EXPECT_EQ(First(rule, 2),
             (std::vector<std::string>{"2025-01-31", "2025-02-28"}));
@@ -99,20 +98,19 @@ TEST(RecurrenceRuleTest, MonthNthLastFriday) {
   RecurrenceRule rule = Rule(olRecursMonthNth, 2025, 1, 1);
   rule.instance = 5;
   rule.dayOfWeekMask = olFriday;
-  EXPECT_EQ(First(rule, 3),
-            (std::vector<std::string>{"2025-01-31", "2025-02-28",
-                                      "2025-03-28"}));
+  EXPECT_EQ(First(rule, 3), (std::vector<std::string>{
+                                "2025-01-31", "2025-02-28", "2025-03-28"}));
 }
 
 TEST(RecurrenceRuleTest, MonthNthFirstWeekdayAndFifthOfAMask) {
   RecurrenceRule rule = Rule(olRecursMonthNth, 2025, 3, 1);
   rule.instance = 1;
-  rule.dayOfWeekMask = olMonday | olTuesday | olWednesday | olThursday |
-                       olFriday;
+  rule.dayOfWeekMask =
+      olMonday | olTuesday | olWednesday | olThursday | olFriday;
   // 2025-03-01 is a Saturday; 2025-06-01 a Sunday.
   EXPECT_EQ(First(rule, 4),
-            (std::vector<std::string>{"2025-03-03", "2025-04-01",
-                                      "2025-05-01", "2025-06-02"}));
+            (std::vector<std::string>{"2025-03-03", "2025-04-01", "2025-05-01",
+                                      "2025-06-02"}));
   EXPECT_EQ(NthDayOfMonth(2024, 2, olThursday, 5), Day(2024, 2, 29));
   EXPECT_EQ(NthDayOfMonth(2024, 2, olThursday, 4), Day(2024, 2, 22));
   EXPECT_FALSE(NthDayOfMonth(2024, 2, 0, 1).has_value());
@@ -123,9 +121,8 @@ TEST(RecurrenceRuleTest, YearlyOnFebruary29) {
   rule.dayOfMonth = 29;
   rule.monthOfYear = 2;
   EXPECT_EQ(First(rule, 5),
-            (std::vector<std::string>{"2024-02-29", "2025-02-28",
-                                      "2026-02-28", "2027-02-28",
-                                      "2028-02-29"}));
+            (std::vector<std::string>{"2024-02-29", "2025-02-28", "2026-02-28",
+                                      "2027-02-28", "2028-02-29"}));
 }
 
 TEST(RecurrenceRuleTest, YearNthFourthThursdayOfNovemberEveryTwoYears) {
@@ -180,8 +177,8 @@ TEST(RecurrenceRuleTest, OccurrencesBetweenTwoDays) {
   RecurrenceRule rule = Rule(olRecursWeekly, 2024, 1, 1);
   rule.dayOfWeekMask = olSunday | olSaturday;
   EXPECT_EQ(Dates(OccurrencesBetween(rule, Day(2024, 1, 10), Day(2024, 1, 21))),
-            (std::vector<std::string>{"2024-01-13", "2024-01-14",
-                                      "2024-01-20", "2024-01-21"}));
+            (std::vector<std::string>{"2024-01-13", "2024-01-14", "2024-01-20",
+                                      "2024-01-21"}));
 }
 
 }  // namespace

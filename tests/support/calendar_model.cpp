@@ -37,9 +37,14 @@ ITask* CalendarModel::NewTask() {
 
 DATE CalendarModel::Date(int year, int month, int day, int hour, int minute,
                          int second) {
-  SYSTEMTIME time = {static_cast<WORD>(year),   static_cast<WORD>(month), 0,
-                     static_cast<WORD>(day),    static_cast<WORD>(hour),
-                     static_cast<WORD>(minute), static_cast<WORD>(second), 0};
+  SYSTEMTIME time = {static_cast<WORD>(year),
+                     static_cast<WORD>(month),
+                     0,
+                     static_cast<WORD>(day),
+                     static_cast<WORD>(hour),
+                     static_cast<WORD>(minute),
+                     static_cast<WORD>(second),
+                     0};
   DATE date = 0;
   EXPECT_EQ(app_->SystemTimeToVariantTime(&time, &date), S_OK);
   return date;

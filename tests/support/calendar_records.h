@@ -4,6 +4,7 @@
 #define VORN_TESTS_SUPPORT_CALENDAR_RECORDS_H_
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "tests/support/packet_builder.h"
@@ -37,6 +38,41 @@ struct RecurrenceSpec {
   std::uint32_t exceptionCount = 0;
 };
 Bytes RecurrenceBlock(const RecurrenceSpec& spec);
+
+// What GetRecord sends for an appointment: the header and the fields in
+// their order; `recurrence` is field 19 with the exception records.
+struct AppointmentReply {
+  Bytes start;
+  Bytes end;
+  std::uint32_t isPrivate = 0;
+  std::uint32_t busy = 2;
+  std::uint32_t minutes = 15;
+  std::uint32_t reminder = 0;
+  std::uint32_t allDay = 0;
+  std::u16string subject;
+  std::u16string location;
+  std::u16string categories;
+  std::u16string body;
+  Bytes recurrence;
+  Bytes Build(std::uint32_t oid) const;
+};
+
+// The same for a task; `recurrence` is field 19. Dates default to the
+// no-date value (4501-01-01).
+struct TaskReply {
+  Bytes start = TimeBytes(4501, 1, 6, 1);
+  Bytes due = TimeBytes(4501, 1, 6, 1);
+  std::uint32_t isPrivate = 0;
+  std::uint32_t importance = 1;
+  Bytes reminderTime = TimeBytes(4501, 1, 6, 1);
+  std::uint32_t reminder = 0;
+  std::uint32_t complete = 0;
+  std::u16string subject;
+  std::u16string categories;
+  std::u16string body;
+  Bytes recurrence;
+  Bytes Build(std::uint32_t oid) const;
+};
 
 // A record's property stream: u32 field count, then the given fields, each
 // already as u32 id and value.

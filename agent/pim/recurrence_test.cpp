@@ -1,0 +1,276 @@
+// The recurrence block through the appointment and task handlers on the
+// emulated handheld: every type with every end kind written and read back
+// whole, and the block's caps and corrections.
+#include "agent/pim/recurrence.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "protocol/wire.h"
+#include "tests/support/calendar_records.h"
+#include "tests/support/in_process_handheld.h"
+#include "tests/support/packet_builder.h"
+
+namespace agent {
+namespace {
+
+using testing_support::AppointmentReply;
+using testing_support::Bytes;
+using testing_support::Cat;
+using testing_support::FieldList;
+using testing_support::InProcessHandheld;
+using testing_support::LE32;
+using testing_support::PacketBuilder;
+using testing_support::RecurrenceBlock;
+using testing_support::RecurrenceSpec;
+using testing_support::TaskReply;
+using testing_support::TimeBytes;
+
+Bytes Start() { return Cat({LE32(16), TimeBytes(2026, 2, 1, 2, 9, 0)}); }
+Bytes End() { return Cat({LE32(18), TimeBytes(2026, 2, 1, 2, 10, 0)}); }
+Bytes NoDate() { return TimeBytes(4501, 1, 6, 1); }
+
+AppointmentReply Appointment(const Bytes& block) {
+  AppointmentReply e;
+  e.start = TimeBytes(2026, 2, 1, 2, 9, 0);
+  e.end = TimeBytes(2026, 2, 1, 2, 10, 0);
+  e.recurrence = Cat({LE32(19), block});
+  return e;
+}
+
+class RecurrenceTest : public ::testing::Test {
+ protected:
+  // Adds one record of `dataType` and reads it back; returns the OID.
+  std::uint32_t Add(std::uint8_t dataType, const Bytes& record,
+                    std::string* messages = nullptr) {
+    Bytes input = Cat({PacketBuilder(15, dataType)
+                           .U32(1)
+                           .U8(2)
+                           .U8(dataType)
+                           .U32(1)
+                           .Raw(record)
+                           .Frame(),
+                       PacketBuilder(1, dataType).Frame()});
+    auto outcome = handheld_.Converse(input);
+    if (messages != nullptr) *messages = outcome.messages;
+    auto frames = testing_support::SplitFrames(outcome.output);
+    EXPECT_EQ(frames.size(), 2U);
+    if (frames.empty() || frames[0].size() != 10) return 0;
+    return protocol::GetU32(frames[0].data() + 2);
+  }
+
+  Bytes Get(std::uint8_t dataType, std::uint32_t oid) {
+    return handheld_.Exchange({PacketBuilder(7, dataType).U32(oid).packet()},
+                              dataType)[0];
+  }
+
+  InProcessHandheld handheld_;
+};
+
+// One type with its fields, from 2026-02-02, and what its series gives:
+// occurrences up to the end date sent, and the last of four occurrences.
+struct TypeCase {
+  const char* name;
+  RecurrenceSpec spec;
+  Bytes endDate;  // sent with end kind 1
+  std::uint32_t countToEndDate;
+  Bytes fourthOccurrence;
+};
+
+RecurrenceSpec Spec(std::uint8_t type, std::uint32_t interval,
+                    std::uint32_t mask, std::uint32_t dayOfMonth,
+                    std::uint32_t instance, std::uint32_t month) {
+  RecurrenceSpec spec;
+  spec.type = type;
+  spec.interval = interval;
+  spec.dayOfWeekMask = mask;
+  spec.dayOfMonth = dayOfMonth;
+  spec.instance = instance;
+  spec.monthOfYear = month;
+  return spec;
+}
+
+std::vector<TypeCase> TypeCases() {
+  return {
+      {"daily", Spec(0, 2, 0, 0, 0, 0), TimeBytes(2026, 2, 4, 12), 6,
+       TimeBytes(2026, 2, 0, 8)},
+      {"weekly", Spec(1, 1, olMonday | olWednesday, 0, 0, 0),
+       TimeBytes(2026, 2, 4, 12), 4, TimeBytes(2026, 2, 3, 11)},
+      {"monthly", Spec(2, 1, 0, 15, 0, 0), TimeBytes(2026, 5, 5, 1), 3,
+       TimeBytes(2026, 5, 5, 15)},
+      {"month-nth", Spec(3, 1, olTuesday, 0, 2, 0), TimeBytes(2026, 5, 5, 1), 3,
+       TimeBytes(2026, 5, 2, 12)},
+      {"yearly", Spec(5, 1, 0, 29, 0, 2), TimeBytes(2028, 3, 3, 1), 3,
+       TimeBytes(2029, 2, 3, 28)},
+      {"year-nth", Spec(6, 1, olThursday, 0, 4, 11), TimeBytes(2028, 12, 0, 31),
+       3, TimeBytes(2029, 11, 4, 22)},
+  };
+}
+
+// The block as sent: only the type's fields are read by the handheld, so
+// the others are sent as garbage.
+RecurrenceSpec Sent(const TypeCase& c, std::uint8_t endKind) {
+  RecurrenceSpec spec = c.spec;
+  spec.start = TimeBytes(2026, 2, 1, 2, 9, 15);
+  spec.end = c.endDate;
+  spec.endKind = endKind;
+  spec.occurrences = 4;
+  return spec;
+}
+
+// The block read back: the type's fields, the start at midnight and what
+// the end kind gives.
+RecurrenceSpec Back(const TypeCase& c, std::uint8_t endKind) {
+  RecurrenceSpec spec;
+  spec.type = c.spec.type;
+  spec.interval = c.spec.interval;
+  switch (c.spec.type) {
+    case 1:
+      spec.dayOfWeekMask = c.spec.dayOfWeekMask;
+      break;
+    case 2:
+      spec.dayOfMonth = c.spec.dayOfMonth;
+      break;
+    case 3:
+      spec.instance = c.spec.instance;
+      spec.dayOfWeekMask = c.spec.dayOfWeekMask;
+      break;
+    case 5:
+      spec.dayOfMonth = c.spec.dayOfMonth;
+      spec.monthOfYear = c.spec.monthOfYear;
+      break;
+    case 6:
+      spec.monthOfYear = c.spec.monthOfYear;
+      spec.instance = c.spec.instance;
+      spec.dayOfWeekMask = c.spec.dayOfWeekMask;
+      break;
+    default:
+      break;
+  }
+  spec.start = TimeBytes(2026, 2, 1, 2);
+  spec.endKind = endKind;
+  if (endKind == 1) {
+    // The end date is kept at 23:59:59; the handheld reports the count up
+    // to it, and the stored pattern turns the end kind back to 1.
+    spec.end = c.endDate;
+    spec.end[8] = 23;
+    spec.end[10] = 59;
+    spec.end[12] = 59;
+    spec.occurrences = c.countToEndDate;
+  } else if (endKind == 2) {
+    spec.end = c.fourthOccurrence;
+    spec.occurrences = 4;
+  } else {
+    spec.end = NoDate();
+  }
+  return spec;
+}
+
+TEST_F(RecurrenceTest, AppointmentsOfEveryTypeAndEndRoundTrip) {
+  for (const TypeCase& c : TypeCases()) {
+    for (std::uint8_t endKind : {1, 2, 3}) {
+      SCOPED_TRACE(std::string(c.name) + " end kind " +
+                   std::to_string(endKind));
+      std::uint32_t oid = Add(
+          2,
+          FieldList(3, {Start(), End(),
+                        Cat({LE32(19), RecurrenceBlock(Sent(c, endKind))})}));
+      EXPECT_EQ(Get(2, oid),
+                Appointment(RecurrenceBlock(Back(c, endKind))).Build(oid));
+    }
+  }
+}
+
+TEST_F(RecurrenceTest, TasksOfEveryTypeAndEndRoundTrip) {
+  for (const TypeCase& c : TypeCases()) {
+    for (std::uint8_t endKind : {1, 2, 3}) {
+      SCOPED_TRACE(std::string(c.name) + " end kind " +
+                   std::to_string(endKind));
+      RecurrenceSpec sent = Sent(c, endKind);
+      // A task's exception count is ignored.
+      sent.exceptionCount = 3;
+      std::uint32_t oid =
+          Add(3, FieldList(2, {Cat({LE32(3), TimeBytes(2026, 2, 1, 2)}),
+                               Cat({LE32(19), RecurrenceBlock(sent)})}));
+      TaskReply e;
+      e.start = TimeBytes(2026, 2, 1, 2);
+      e.recurrence = Cat({LE32(19), RecurrenceBlock(Back(c, endKind))});
+      EXPECT_EQ(Get(3, oid), e.Build(oid));
+    }
+  }
+}
+
+TEST_F(RecurrenceTest, OccurrencesAbove999AreCutTo999) {
+  RecurrenceSpec spec = Sent(TypeCases()[1], 2);
+  spec.dayOfWeekMask = olMonday;
+  spec.occurrences = 1500;
+  std::uint32_t oid = Add(
+      2,
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}));
+  RecurrenceSpec back = Back(TypeCases()[1], 2);
+  back.dayOfWeekMask = olMonday;
+  back.occurrences = 999;
+  back.end = TimeBytes(2045, 3, 1, 20);
+  EXPECT_EQ(Get(2, oid), Appointment(RecurrenceBlock(back)).Build(oid));
+}
+
+TEST_F(RecurrenceTest, AnIntervalAbove999IsCutWithAMessage) {
+  RecurrenceSpec spec = Sent(TypeCases()[0], 3);
+  spec.interval = 1500;
+  std::string messages;
+  std::uint32_t oid = Add(
+      2, FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}),
+      &messages);
+  EXPECT_EQ(messages, "messagebox: ERROR: put_Interval\n");
+  RecurrenceSpec back = Back(TypeCases()[0], 3);
+  back.interval = 999;
+  EXPECT_EQ(Get(2, oid), Appointment(RecurrenceBlock(back)).Build(oid));
+}
+
+TEST_F(RecurrenceTest, StartAndEndDatesLoseOrGainTheirTime) {
+  RecurrenceSpec spec = Sent(TypeCases()[0], 1);
+  spec.start = TimeBytes(2026, 2, 1, 2, 9, 15, 0);
+  spec.end = TimeBytes(2026, 2, 4, 12, 14, 30, 0);
+  std::uint32_t oid = Add(
+      2,
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}));
+  Bytes reply = Get(2, oid);
+  RecurrenceSpec back = Back(TypeCases()[0], 1);
+  EXPECT_EQ(back.start, TimeBytes(2026, 2, 1, 2, 0, 0, 0));
+  EXPECT_EQ(back.end, TimeBytes(2026, 2, 4, 12, 23, 59, 59));
+  EXPECT_EQ(reply, Appointment(RecurrenceBlock(back)).Build(oid));
+}
+
+TEST_F(RecurrenceTest, TypeFourSetsOnlyTheIntervalDatesAndEnd) {
+  // A new pattern is weekly on the start's weekday (Monday); type 4 leaves
+  // it so, and the mask sent is not applied.
+  RecurrenceSpec spec = Spec(4, 3, 0x7F, 9, 2, 7);
+  spec.start = TimeBytes(2026, 2, 1, 2, 9, 0);
+  spec.endKind = 3;
+  std::uint32_t oid = Add(
+      2,
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}));
+  RecurrenceSpec back = Spec(1, 3, olMonday, 0, 0, 0);
+  back.start = TimeBytes(2026, 2, 1, 2);
+  back.end = NoDate();
+  back.endKind = 3;
+  EXPECT_EQ(Get(2, oid), Appointment(RecurrenceBlock(back)).Build(oid));
+}
+
+TEST_F(RecurrenceTest, AnEndDateTheHandheldRefusesIsReported) {
+  // The end date is before the start: the pattern keeps no end.
+  RecurrenceSpec spec = Sent(TypeCases()[0], 1);
+  spec.end = TimeBytes(2026, 1, 4, 1);
+  std::string messages;
+  std::uint32_t oid = Add(
+      2, FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}),
+      &messages);
+  EXPECT_EQ(messages, "messagebox: ERROR: put_PatternEndDate\n");
+  EXPECT_EQ(Get(2, oid),
+            Appointment(RecurrenceBlock(Back(TypeCases()[0], 3))).Build(oid));
+}
+
+}  // namespace
+}  // namespace agent
