@@ -20,6 +20,8 @@ need clang-tidy command -v clang-tidy
 need libgtest-dev test -e /usr/include/gtest/gtest.h
 need libgmock-dev test -e /usr/include/gmock/gmock.h
 need libsqlite3-dev test -e /usr/include/sqlite3.h
+need libical-dev test -e /usr/include/libical/ical.h
+need pkg-config command -v pkg-config
 need tzdata test -e /usr/share/zoneinfo/Europe/Berlin
 need libclang-rt-14-dev sh -c 'ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a'
 need python3 command -v python3
