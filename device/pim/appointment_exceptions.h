@@ -17,7 +17,7 @@ class AppointmentExceptions final : public IExceptions, public PimObject {
  public:
   // The exceptions of the appointment whose record is `owner`.
   AppointmentExceptions(OutlookApp& app, CEOID owner,
-                        std::vector<RecurrenceException> exceptions)
+                        std::vector<OccurrenceChange> exceptions)
       : PimObject(app), owner_(owner), exceptions_(std::move(exceptions)) {}
 
   HRESULT QueryInterface(REFIID iid, void** object) override {
@@ -32,13 +32,12 @@ class AppointmentExceptions final : public IExceptions, public PimObject {
 
  private:
   CEOID owner_;
-  std::vector<RecurrenceException> exceptions_;
+  std::vector<OccurrenceChange> exceptions_;
 };
 
 class AppointmentException final : public IException, public PimObject {
  public:
-  AppointmentException(OutlookApp& app, CEOID owner,
-                       RecurrenceException exception)
+  AppointmentException(OutlookApp& app, CEOID owner, OccurrenceChange exception)
       : PimObject(app), owner_(owner), exception_(std::move(exception)) {}
 
   HRESULT QueryInterface(REFIID iid, void** object) override {
@@ -53,7 +52,7 @@ class AppointmentException final : public IException, public PimObject {
 
  private:
   CEOID owner_;
-  RecurrenceException exception_;
+  OccurrenceChange exception_;
 };
 
 }  // namespace device

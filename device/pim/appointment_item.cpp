@@ -90,7 +90,7 @@ AppointmentItem* AppointmentItem::OpenOccurrence(OutlookApp& app, CEOID parent,
       put(Real(kAppointmentEnd, originalDate + (parentEnd - parentStart)));
     }
   }
-  const RecurrenceException* exception = record->ExceptionOn(day);
+  const OccurrenceChange* exception = record->ExceptionOn(day);
   if (exception != nullptr && !exception->deleted) {
     originalDate = exception->originalDate;
     put(Real(kAppointmentStart, exception->start));
@@ -199,7 +199,7 @@ HRESULT AppointmentItem::Save() {
           }
         }
       }
-      std::erase_if(record.exceptions, [&](const RecurrenceException& e) {
+      std::erase_if(record.exceptions, [&](const OccurrenceChange& e) {
         return !OccursOn(record.rule, e.originalDay());
       });
       recurrence_->record.exceptions = record.exceptions;
@@ -229,7 +229,7 @@ HRESULT AppointmentItem::SaveOccurrence(bool deleted) {
   if (blob != nullptr) record = DecodeRecurrence(blob->bytes);
   if (!record) return E_FAIL;
 
-  RecurrenceException exception;
+  OccurrenceChange exception;
   exception.originalDate = originalDate_;
   exception.deleted = deleted;
   if (!deleted) {
@@ -249,7 +249,7 @@ HRESULT AppointmentItem::SaveOccurrence(bool deleted) {
     exception.body = text;
     app_.SysFreeString(text);
   }
-  if (RecurrenceException* old = record->ExceptionOn(exception.originalDay())) {
+  if (OccurrenceChange* old = record->ExceptionOn(exception.originalDay())) {
     *old = std::move(exception);
   } else {
     record->exceptions.push_back(std::move(exception));

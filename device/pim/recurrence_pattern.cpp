@@ -179,7 +179,7 @@ HRESULT RecurrencePattern::put_NoEndDate(VARIANT_BOOL value) {
 
 HRESULT RecurrencePattern::get_Exceptions(IExceptions** exceptions) {
   if (exceptions == nullptr) return E_POINTER;
-  std::vector<RecurrenceException> list = state_->record.exceptions;
+  std::vector<OccurrenceChange> list = state_->record.exceptions;
   if (state_->owner != 0) {
     for (const RecordValue& value : app_.items().Load(state_->owner)) {
       if (value.id != kAppointmentRecurrence) continue;

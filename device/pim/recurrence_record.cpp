@@ -111,12 +111,12 @@ bool InDateRange(double date) {
 
 }  // namespace
 
-std::int32_t RecurrenceException::originalDay() const {
+std::int32_t OccurrenceChange::originalDay() const {
   return static_cast<std::int32_t>(std::floor(originalDate));
 }
 
-RecurrenceException* RecurrenceRecord::ExceptionOn(std::int32_t day) {
-  for (RecurrenceException& exception : exceptions) {
+OccurrenceChange* RecurrenceRecord::ExceptionOn(std::int32_t day) {
+  for (OccurrenceChange& exception : exceptions) {
     if (exception.originalDay() == day) return &exception;
   }
   return nullptr;
@@ -156,7 +156,7 @@ std::vector<std::uint8_t> EncodeRecurrence(const RecurrenceRecord& record) {
   out.F64(record.startDate);
   out.F64(endDate);
   out.U32(static_cast<std::uint32_t>(record.exceptions.size()));
-  for (const RecurrenceException& exception : record.exceptions) {
+  for (const OccurrenceChange& exception : record.exceptions) {
     out.F64(exception.originalDate);
     out.U32(exception.deleted ? 1 : 0);
     out.F64(exception.start);
@@ -197,7 +197,7 @@ std::optional<RecurrenceRecord> DecodeRecurrence(
              : endType == kStoredEndAfterCount ? RecurrenceEnd::kAfterCount
                                                : RecurrenceEnd::kNever;
   for (std::uint32_t i = 0; i < count; ++i) {
-    RecurrenceException exception;
+    OccurrenceChange exception;
     std::uint32_t deleted = 0;
     std::uint16_t reminderSet = 0;
     if (!in.F64(exception.originalDate) || !in.U32(deleted) ||

@@ -45,8 +45,9 @@ inline constexpr DWORD kStoredEndByDate = 0x2021;
 inline constexpr DWORD kStoredEndAfterCount = 0x2022;
 inline constexpr DWORD kStoredEndNever = 0x2023;
 
-// A changed or deleted occurrence of a recurring appointment.
-struct RecurrenceException {
+// A changed or deleted occurrence of a recurring appointment (an
+// exception of its pattern).
+struct OccurrenceChange {
   DATE originalDate = 0;
   bool deleted = false;
   DATE start = 0;
@@ -59,8 +60,8 @@ struct RecurrenceException {
   std::u16string body;
 
   std::int32_t originalDay() const;
-  friend bool operator==(const RecurrenceException&,
-                         const RecurrenceException&) = default;
+  friend bool operator==(const OccurrenceChange&,
+                         const OccurrenceChange&) = default;
 };
 
 struct RecurrenceRecord {
@@ -69,10 +70,10 @@ struct RecurrenceRecord {
   // their days are the rule's start and end days.
   DATE startDate = 0;
   DATE endDate = 0;
-  std::vector<RecurrenceException> exceptions;
+  std::vector<OccurrenceChange> exceptions;
 
   // The exception of the occurrence originally on `day`; null when none.
-  RecurrenceException* ExceptionOn(std::int32_t day);
+  OccurrenceChange* ExceptionOn(std::int32_t day);
   friend bool operator==(const RecurrenceRecord&,
                          const RecurrenceRecord&) = default;
 };

@@ -67,7 +67,7 @@ TEST(RecurrenceRecordTest, TypeFieldsAndExceptionsRoundTrip) {
   record.rule.dayOfWeekMask = olThursday;
   record.rule.startDay = DayFromCivil(2024, 1, 1);
   record.startDate = record.rule.startDay;
-  RecurrenceException changed;
+  OccurrenceChange changed;
   changed.originalDate = DayFromCivil(2024, 11, 28) + 0.5;
   changed.start = changed.originalDate + 0.125;
   changed.end = changed.start + 0.25;
@@ -77,7 +77,7 @@ TEST(RecurrenceRecordTest, TypeFieldsAndExceptionsRoundTrip) {
   changed.subject = u"Moved";
   changed.location = u"Hall";
   changed.body = u"Notes";
-  RecurrenceException deleted;
+  OccurrenceChange deleted;
   deleted.originalDate = DayFromCivil(2026, 11, 26) + 0.5;
   deleted.deleted = true;
   record.exceptions = {changed, deleted};
