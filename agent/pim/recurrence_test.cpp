@@ -202,6 +202,45 @@ TEST_F(RecurrenceTest, TasksOfEveryTypeAndEndRoundTrip) {
   }
 }
 
+TEST_F(RecurrenceTest, TheStoredEndTypeTurnsAnEndByDateBackToOne) {
+  // The handheld reports 3 occurrences for the pattern that ends on
+  // 2026-05-01 (end kind 2 from get_Occurrences); the stored end-type word
+  // 0x2021 makes it 1 again, and the count stays at offset 65.
+  const TypeCase monthly = TypeCases()[2];
+  std::uint32_t oid = Add(
+      2, FieldList(3, {Start(), End(),
+                       Cat({LE32(19), RecurrenceBlock(Sent(monthly, 1))})}));
+  Bytes reply = Get(2, oid);
+  ASSERT_EQ(reply.size(), 7U + 120 + 102);
+  const std::uint8_t* block = reply.data() + 7 + 120 + 4;
+  EXPECT_EQ(block[69], 1);
+  EXPECT_EQ(protocol::GetU32(block + 65), 3U);
+  EXPECT_EQ(reply, Appointment(RecurrenceBlock(Back(monthly, 1))).Build(oid));
+}
+
+TEST_F(RecurrenceTest, FieldsATypeDoesNotUseKeepThePreviousRecordsValues) {
+  // Two records in one GetRecords: the weekly one's block still holds the
+  // monthly one's day of month, which a weekly pattern does not set.
+  const TypeCase monthly = TypeCases()[2];
+  const TypeCase weekly = TypeCases()[1];
+  std::uint32_t first = Add(
+      2, FieldList(3, {Start(), End(),
+                       Cat({LE32(19), RecurrenceBlock(Sent(monthly, 3))})}));
+  std::uint32_t second =
+      Add(2, FieldList(3, {Start(), End(),
+                           Cat({LE32(19), RecurrenceBlock(Sent(weekly, 3))})}));
+  Bytes reply = handheld_.Exchange(
+      {PacketBuilder(16, 2).U32(2).U32(first).U32(second).packet()}, 2)[0];
+  RecurrenceSpec carried = Back(weekly, 3);
+  carried.dayOfMonth = monthly.spec.dayOfMonth;
+  Bytes records =
+      Cat({Appointment(RecurrenceBlock(Back(monthly, 3))).Build(first),
+           Appointment(RecurrenceBlock(carried)).Build(second)});
+  // The list header: complete, not failed, two records, and the property
+  // count of the last record (each record counts its own from 0).
+  EXPECT_EQ(reply, Cat({Bytes{1, 0}, LE32(2), Bytes{12}, records}));
+}
+
 TEST_F(RecurrenceTest, OccurrencesAbove999AreCutTo999) {
   RecurrenceSpec spec = Sent(TypeCases()[1], 2);
   spec.dayOfWeekMask = olMonday;
