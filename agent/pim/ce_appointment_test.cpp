@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "device/kernel/kernel.h"
+#include "device/pim/change_log_writer.h"
 #include "protocol/wire.h"
 #include "tests/support/calendar_model.h"
 #include "tests/support/calendar_records.h"
@@ -284,6 +285,27 @@ TEST_F(AppointmentTest, ARecordWithoutRecurrenceClearsThePattern) {
       {PacketBuilder(3, 2).U32(oid).Raw(FieldList(1, {Start()})).packet()}, 2);
   ASSERT_EQ(frames[0].size(), 20U);
   EXPECT_EQ(Get(oid), Reply(oid, Expected()));
+}
+
+TEST_F(AppointmentTest, AddedSeriesAndChangedOccurrencesAreLogged) {
+  std::uint32_t oid = Add(FieldList(
+      3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(WeeklyFive(0))})}));
+  CalendarModel model(handheld_.device());
+  IAppointment* series = model.Appointment(oid);
+  IRecurrencePattern* pattern = nullptr;
+  ASSERT_EQ(series->GetRecurrencePattern(&pattern), S_OK);
+  IAppointment* occurrence = nullptr;
+  ASSERT_EQ(pattern->GetOccurrence(model.Date(2026, 2, 9), &occurrence), S_OK);
+  ASSERT_EQ(occurrence->Delete(), S_OK);
+  occurrence->Release();
+  pattern->Release();
+  series->Release();
+  auto log = handheld_.device().changeLog().List(u"\\VornAppointmentLog");
+  ASSERT_EQ(log.size(), 2U);
+  EXPECT_EQ(log[0].oid, oid);
+  EXPECT_EQ(log[0].kind, 2);
+  EXPECT_EQ(log[1].oid, oid);
+  EXPECT_EQ(log[1].kind, 1);
 }
 
 }  // namespace

@@ -2,12 +2,29 @@
 
 #include <gtest/gtest.h>
 
+#include "device/kernel/kernel.h"
+#include "device/kernel/ole_date.h"
+#include "device/pim/change_log_writer.h"
 #include "device/pim/outlook_app.h"
 
 namespace testing_support {
 
-CalendarModel::CalendarModel(device::Device& device)
-    : app_(new device::OutlookApp(device.context(), device.objectStore())) {}
+CalendarModel::CalendarModel(device::Device& device) {
+  auto* app = new device::OutlookApp(device.context(), device.objectStore());
+  // As the handheld's own application: its changes are logged and its
+  // reminders checked against the handheld's clock.
+  device::ChangeLogWriter* log = &device.changeLog();
+  app->SetChangeHook([log](int itemType, CEOID oid, int kind) {
+    log->OnChange(itemType, oid, kind);
+  });
+  device::Kernel* kernel = &device.kernel();
+  app->SetClock([kernel]() -> std::optional<DATE> {
+    SYSTEMTIME now = {};
+    kernel->GetLocalTime(&now);
+    return device::SystemTimeToOleDate(now);
+  });
+  app_ = app;
+}
 
 CalendarModel::~CalendarModel() { app_->Release(); }
 

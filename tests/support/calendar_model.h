@@ -1,5 +1,7 @@
 // The emulated handheld's object model opened beside a conversation, the
-// way the handheld's user would reach appointments and tasks.
+// way the handheld's user would reach appointments and tasks: changes are
+// logged in the change logs and reminders checked against the handheld's
+// clock.
 #ifndef VORN_TESTS_SUPPORT_CALENDAR_MODEL_H_
 #define VORN_TESTS_SUPPORT_CALENDAR_MODEL_H_
 
