@@ -278,6 +278,26 @@ TEST_F(AppointmentTest, ChangedAndDeletedOccurrencesReadBack) {
   EXPECT_EQ(Get(oid), Reply(oid, e));
 }
 
+TEST_F(AppointmentTest, ABatchContinuesAfterARecordWithExceptions) {
+  Bytes changed =
+      Cat({ExceptionRecord(TimeBytes(2026, 2, 1, 16, 9, 0),
+                           TimeBytes(2026, 2, 1, 16, 14, 0),
+                           TimeBytes(2026, 2, 1, 16, 15, 0), 0, 0xFFFFFFFF,
+                           0xFFFFFFFF, 0xFFFFFFFF, 1, 0, 1),
+           Counted(u"Moved"), Counted(u"Later")});
+  Bytes statuses = Batch(
+      {FieldList(3, {Start(), End(),
+                     Cat({LE32(19), RecurrenceBlock(WeeklyFive(1)), changed})}),
+       FieldList(3, {Text(1, u"Second"), Start(), End()})});
+  ASSERT_EQ(statuses.size(), 20U);
+  std::uint32_t second = protocol::GetU32(&statuses[12]);
+  EXPECT_EQ(statuses, Cat({Bytes{1, 0}, LE32(protocol::GetU32(&statuses[2])),
+                           LE32(100), Bytes{1, 0}, LE32(second), LE32(101)}));
+  Expected e;
+  e.subject = u"Second";
+  EXPECT_EQ(Get(second), Reply(second, e));
+}
+
 TEST_F(AppointmentTest, ARecordWithoutRecurrenceClearsThePattern) {
   std::uint32_t oid = Add(FieldList(
       3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(WeeklyFive(0))})}));
