@@ -27,7 +27,7 @@ using testing_support::InProcessHandheld;
 using testing_support::LE32;
 using testing_support::PacketBuilder;
 using testing_support::RecurrenceBlock;
-using testing_support::RecurrenceSpec;
+using testing_support::RecurrenceFields;
 using testing_support::TimeBytes;
 
 // 2026-01-15 12:00:00, the handheld's clock in these tests.
@@ -225,16 +225,16 @@ TEST_F(AppointmentTest, OtherSaveFailuresShowSaveFailed) {
 }
 
 // The weekly series of Mondays from 2026-02-02 09:00, five times.
-RecurrenceSpec WeeklyFive(std::uint32_t exceptions) {
-  RecurrenceSpec spec;
-  spec.start = TimeBytes(2026, 2, 1, 2, 9, 0);
-  spec.type = 1;
-  spec.occurrences = 5;
-  spec.endKind = 2;
-  spec.interval = 1;
-  spec.dayOfWeekMask = olMonday;
-  spec.exceptionCount = exceptions;
-  return spec;
+RecurrenceFields WeeklyFive(std::uint32_t exceptions) {
+  RecurrenceFields fields;
+  fields.start = TimeBytes(2026, 2, 1, 2, 9, 0);
+  fields.type = 1;
+  fields.occurrences = 5;
+  fields.endKind = 2;
+  fields.interval = 1;
+  fields.dayOfWeekMask = olMonday;
+  fields.exceptionCount = exceptions;
+  return fields;
 }
 
 Bytes ExceptionRecord(const Bytes& original, const Bytes& start,
@@ -261,7 +261,7 @@ TEST_F(AppointmentTest, ChangedAndDeletedOccurrencesReadBack) {
           Cat({LE32(19), RecurrenceBlock(WeeklyFive(2)), deleted, changed})}));
   ASSERT_NE(oid, 0U);
 
-  RecurrenceSpec back = WeeklyFive(2);
+  RecurrenceFields back = WeeklyFive(2);
   back.start = TimeBytes(2026, 2, 1, 2, 0, 0);
   back.end = TimeBytes(2026, 3, 1, 2, 0, 0);
   Expected e;

@@ -24,7 +24,7 @@ using testing_support::InProcessHandheld;
 using testing_support::LE32;
 using testing_support::PacketBuilder;
 using testing_support::RecurrenceBlock;
-using testing_support::RecurrenceSpec;
+using testing_support::RecurrenceFields;
 using testing_support::TaskReply;
 using testing_support::TimeBytes;
 
@@ -73,99 +73,99 @@ class RecurrenceTest : public ::testing::Test {
 // occurrences up to the end date sent, and the last of four occurrences.
 struct TypeCase {
   const char* name;
-  RecurrenceSpec spec;
+  RecurrenceFields fields;
   Bytes endDate;  // sent with end kind 1
   std::uint32_t countToEndDate;
   Bytes fourthOccurrence;
 };
 
-RecurrenceSpec Spec(std::uint8_t type, std::uint32_t interval,
-                    std::uint32_t mask, std::uint32_t dayOfMonth,
-                    std::uint32_t instance, std::uint32_t month) {
-  RecurrenceSpec spec;
-  spec.type = type;
-  spec.interval = interval;
-  spec.dayOfWeekMask = mask;
-  spec.dayOfMonth = dayOfMonth;
-  spec.instance = instance;
-  spec.monthOfYear = month;
-  return spec;
+RecurrenceFields Fields(std::uint8_t type, std::uint32_t interval,
+                        std::uint32_t mask, std::uint32_t dayOfMonth,
+                        std::uint32_t instance, std::uint32_t month) {
+  RecurrenceFields fields;
+  fields.type = type;
+  fields.interval = interval;
+  fields.dayOfWeekMask = mask;
+  fields.dayOfMonth = dayOfMonth;
+  fields.instance = instance;
+  fields.monthOfYear = month;
+  return fields;
 }
 
 std::vector<TypeCase> TypeCases() {
   return {
-      {"daily", Spec(0, 2, 0, 0, 0, 0), TimeBytes(2026, 2, 4, 12), 6,
+      {"daily", Fields(0, 2, 0, 0, 0, 0), TimeBytes(2026, 2, 4, 12), 6,
        TimeBytes(2026, 2, 0, 8)},
-      {"weekly", Spec(1, 1, olMonday | olWednesday, 0, 0, 0),
+      {"weekly", Fields(1, 1, olMonday | olWednesday, 0, 0, 0),
        TimeBytes(2026, 2, 4, 12), 4, TimeBytes(2026, 2, 3, 11)},
-      {"monthly", Spec(2, 1, 0, 15, 0, 0), TimeBytes(2026, 5, 5, 1), 3,
+      {"monthly", Fields(2, 1, 0, 15, 0, 0), TimeBytes(2026, 5, 5, 1), 3,
        TimeBytes(2026, 5, 5, 15)},
-      {"month-nth", Spec(3, 1, olTuesday, 0, 2, 0), TimeBytes(2026, 5, 5, 1), 3,
-       TimeBytes(2026, 5, 2, 12)},
-      {"yearly", Spec(5, 1, 0, 29, 0, 2), TimeBytes(2028, 3, 3, 1), 3,
+      {"month-nth", Fields(3, 1, olTuesday, 0, 2, 0), TimeBytes(2026, 5, 5, 1),
+       3, TimeBytes(2026, 5, 2, 12)},
+      {"yearly", Fields(5, 1, 0, 29, 0, 2), TimeBytes(2028, 3, 3, 1), 3,
        TimeBytes(2029, 2, 3, 28)},
-      {"year-nth", Spec(6, 1, olThursday, 0, 4, 11), TimeBytes(2028, 12, 0, 31),
-       3, TimeBytes(2029, 11, 4, 22)},
+      {"year-nth", Fields(6, 1, olThursday, 0, 4, 11),
+       TimeBytes(2028, 12, 0, 31), 3, TimeBytes(2029, 11, 4, 22)},
   };
 }
 
 // The block as sent: only the type's fields are read by the handheld, so
 // the others are sent as garbage.
-RecurrenceSpec Sent(const TypeCase& c, std::uint8_t endKind) {
-  RecurrenceSpec spec = c.spec;
-  spec.start = TimeBytes(2026, 2, 1, 2, 9, 15);
-  spec.end = c.endDate;
-  spec.endKind = endKind;
-  spec.occurrences = 4;
-  return spec;
+RecurrenceFields Sent(const TypeCase& c, std::uint8_t endKind) {
+  RecurrenceFields fields = c.fields;
+  fields.start = TimeBytes(2026, 2, 1, 2, 9, 15);
+  fields.end = c.endDate;
+  fields.endKind = endKind;
+  fields.occurrences = 4;
+  return fields;
 }
 
 // The block read back: the type's fields, the start at midnight and what
 // the end kind gives.
-RecurrenceSpec Back(const TypeCase& c, std::uint8_t endKind) {
-  RecurrenceSpec spec;
-  spec.type = c.spec.type;
-  spec.interval = c.spec.interval;
-  switch (c.spec.type) {
+RecurrenceFields Back(const TypeCase& c, std::uint8_t endKind) {
+  RecurrenceFields fields;
+  fields.type = c.fields.type;
+  fields.interval = c.fields.interval;
+  switch (c.fields.type) {
     case 1:
-      spec.dayOfWeekMask = c.spec.dayOfWeekMask;
+      fields.dayOfWeekMask = c.fields.dayOfWeekMask;
       break;
     case 2:
-      spec.dayOfMonth = c.spec.dayOfMonth;
+      fields.dayOfMonth = c.fields.dayOfMonth;
       break;
     case 3:
-      spec.instance = c.spec.instance;
-      spec.dayOfWeekMask = c.spec.dayOfWeekMask;
+      fields.instance = c.fields.instance;
+      fields.dayOfWeekMask = c.fields.dayOfWeekMask;
       break;
     case 5:
-      spec.dayOfMonth = c.spec.dayOfMonth;
-      spec.monthOfYear = c.spec.monthOfYear;
+      fields.dayOfMonth = c.fields.dayOfMonth;
+      fields.monthOfYear = c.fields.monthOfYear;
       break;
     case 6:
-      spec.monthOfYear = c.spec.monthOfYear;
-      spec.instance = c.spec.instance;
-      spec.dayOfWeekMask = c.spec.dayOfWeekMask;
+      fields.monthOfYear = c.fields.monthOfYear;
+      fields.instance = c.fields.instance;
+      fields.dayOfWeekMask = c.fields.dayOfWeekMask;
       break;
     default:
       break;
   }
-  spec.start = TimeBytes(2026, 2, 1, 2);
-  spec.endKind = endKind;
+  fields.start = TimeBytes(2026, 2, 1, 2);
+  fields.endKind = endKind;
   if (endKind == 1) {
     // The end date is kept at 23:59:59; the handheld reports the count up
     // to it, and the stored pattern turns the end kind back to 1.
-    spec.end = c.endDate;
-    spec.end[8] = 23;
-    spec.end[10] = 59;
-    spec.end[12] = 59;
-    spec.occurrences = c.countToEndDate;
+    fields.end = c.endDate;
+    fields.end[8] = 23;
+    fields.end[10] = 59;
+    fields.end[12] = 59;
+    fields.occurrences = c.countToEndDate;
   } else if (endKind == 2) {
-    spec.end = c.fourthOccurrence;
-    spec.occurrences = 4;
+    fields.end = c.fourthOccurrence;
+    fields.occurrences = 4;
   } else {
-    spec.end = NoDate();
+    fields.end = NoDate();
   }
-  return spec;
+  return fields;
 }
 
 TEST_F(RecurrenceTest, AppointmentsOfEveryTypeAndEndRoundTrip) {
@@ -188,7 +188,7 @@ TEST_F(RecurrenceTest, TasksOfEveryTypeAndEndRoundTrip) {
     for (std::uint8_t endKind : {1, 2, 3}) {
       SCOPED_TRACE(std::string(c.name) + " end kind " +
                    std::to_string(endKind));
-      RecurrenceSpec sent = Sent(c, endKind);
+      RecurrenceFields sent = Sent(c, endKind);
       // A task's exception count is ignored.
       sent.exceptionCount = 3;
       std::uint32_t oid =
@@ -231,8 +231,8 @@ TEST_F(RecurrenceTest, FieldsATypeDoesNotUseKeepThePreviousRecordsValues) {
                            Cat({LE32(19), RecurrenceBlock(Sent(weekly, 3))})}));
   Bytes reply = handheld_.Exchange(
       {PacketBuilder(16, 2).U32(2).U32(first).U32(second).packet()}, 2)[0];
-  RecurrenceSpec carried = Back(weekly, 3);
-  carried.dayOfMonth = monthly.spec.dayOfMonth;
+  RecurrenceFields carried = Back(weekly, 3);
+  carried.dayOfMonth = monthly.fields.dayOfMonth;
   Bytes records =
       Cat({Appointment(RecurrenceBlock(Back(monthly, 3))).Build(first),
            Appointment(RecurrenceBlock(carried)).Build(second)});
@@ -242,13 +242,13 @@ TEST_F(RecurrenceTest, FieldsATypeDoesNotUseKeepThePreviousRecordsValues) {
 }
 
 TEST_F(RecurrenceTest, OccurrencesAbove999AreCutTo999) {
-  RecurrenceSpec spec = Sent(TypeCases()[1], 2);
-  spec.dayOfWeekMask = olMonday;
-  spec.occurrences = 1500;
+  RecurrenceFields fields = Sent(TypeCases()[1], 2);
+  fields.dayOfWeekMask = olMonday;
+  fields.occurrences = 1500;
   std::uint32_t oid = Add(
       2,
-      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}));
-  RecurrenceSpec back = Back(TypeCases()[1], 2);
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(fields)})}));
+  RecurrenceFields back = Back(TypeCases()[1], 2);
   back.dayOfWeekMask = olMonday;
   back.occurrences = 999;
   back.end = TimeBytes(2045, 3, 1, 20);
@@ -256,27 +256,28 @@ TEST_F(RecurrenceTest, OccurrencesAbove999AreCutTo999) {
 }
 
 TEST_F(RecurrenceTest, AnIntervalAbove999IsCutWithAMessage) {
-  RecurrenceSpec spec = Sent(TypeCases()[0], 3);
-  spec.interval = 1500;
+  RecurrenceFields fields = Sent(TypeCases()[0], 3);
+  fields.interval = 1500;
   std::string messages;
   std::uint32_t oid = Add(
-      2, FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}),
+      2,
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(fields)})}),
       &messages);
   EXPECT_EQ(messages, "messagebox: ERROR: put_Interval\n");
-  RecurrenceSpec back = Back(TypeCases()[0], 3);
+  RecurrenceFields back = Back(TypeCases()[0], 3);
   back.interval = 999;
   EXPECT_EQ(Get(2, oid), Appointment(RecurrenceBlock(back)).Build(oid));
 }
 
 TEST_F(RecurrenceTest, StartAndEndDatesLoseOrGainTheirTime) {
-  RecurrenceSpec spec = Sent(TypeCases()[0], 1);
-  spec.start = TimeBytes(2026, 2, 1, 2, 9, 15, 0);
-  spec.end = TimeBytes(2026, 2, 4, 12, 14, 30, 0);
+  RecurrenceFields fields = Sent(TypeCases()[0], 1);
+  fields.start = TimeBytes(2026, 2, 1, 2, 9, 15, 0);
+  fields.end = TimeBytes(2026, 2, 4, 12, 14, 30, 0);
   std::uint32_t oid = Add(
       2,
-      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}));
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(fields)})}));
   Bytes reply = Get(2, oid);
-  RecurrenceSpec back = Back(TypeCases()[0], 1);
+  RecurrenceFields back = Back(TypeCases()[0], 1);
   EXPECT_EQ(back.start, TimeBytes(2026, 2, 1, 2, 0, 0, 0));
   EXPECT_EQ(back.end, TimeBytes(2026, 2, 4, 12, 23, 59, 59));
   EXPECT_EQ(reply, Appointment(RecurrenceBlock(back)).Build(oid));
@@ -285,13 +286,13 @@ TEST_F(RecurrenceTest, StartAndEndDatesLoseOrGainTheirTime) {
 TEST_F(RecurrenceTest, TypeFourSetsOnlyTheIntervalDatesAndEnd) {
   // A new pattern is weekly on the start's weekday (Monday); type 4 leaves
   // it so, and the mask sent is not applied.
-  RecurrenceSpec spec = Spec(4, 3, 0x7F, 9, 2, 7);
-  spec.start = TimeBytes(2026, 2, 1, 2, 9, 0);
-  spec.endKind = 3;
+  RecurrenceFields fields = Fields(4, 3, 0x7F, 9, 2, 7);
+  fields.start = TimeBytes(2026, 2, 1, 2, 9, 0);
+  fields.endKind = 3;
   std::uint32_t oid = Add(
       2,
-      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}));
-  RecurrenceSpec back = Spec(1, 3, olMonday, 0, 0, 0);
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(fields)})}));
+  RecurrenceFields back = Fields(1, 3, olMonday, 0, 0, 0);
   back.start = TimeBytes(2026, 2, 1, 2);
   back.end = NoDate();
   back.endKind = 3;
@@ -300,11 +301,12 @@ TEST_F(RecurrenceTest, TypeFourSetsOnlyTheIntervalDatesAndEnd) {
 
 TEST_F(RecurrenceTest, AnEndDateTheHandheldRefusesIsReported) {
   // The end date is before the start: the pattern keeps no end.
-  RecurrenceSpec spec = Sent(TypeCases()[0], 1);
-  spec.end = TimeBytes(2026, 1, 4, 1);
+  RecurrenceFields fields = Sent(TypeCases()[0], 1);
+  fields.end = TimeBytes(2026, 1, 4, 1);
   std::string messages;
   std::uint32_t oid = Add(
-      2, FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(spec)})}),
+      2,
+      FieldList(3, {Start(), End(), Cat({LE32(19), RecurrenceBlock(fields)})}),
       &messages);
   EXPECT_EQ(messages, "messagebox: ERROR: put_PatternEndDate\n");
   EXPECT_EQ(Get(2, oid),

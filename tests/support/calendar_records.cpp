@@ -26,12 +26,12 @@ Bytes PropBlob(std::uint32_t id, const Bytes& block) {
   return Cat({LE32(id), block});
 }
 
-Bytes RecurrenceBlock(const RecurrenceSpec& spec) {
-  return Cat({spec.start, spec.end, Bytes(32, 0), Bytes{spec.type},
-              LE32(spec.occurrences), Bytes{spec.endKind}, Bytes(4, 0),
-              LE32(spec.interval), LE32(spec.dayOfWeekMask),
-              LE32(spec.dayOfMonth), LE32(spec.instance),
-              LE32(spec.monthOfYear), LE32(spec.exceptionCount)});
+Bytes RecurrenceBlock(const RecurrenceFields& fields) {
+  return Cat({fields.start, fields.end, Bytes(32, 0), Bytes{fields.type},
+              LE32(fields.occurrences), Bytes{fields.endKind}, Bytes(4, 0),
+              LE32(fields.interval), LE32(fields.dayOfWeekMask),
+              LE32(fields.dayOfMonth), LE32(fields.instance),
+              LE32(fields.monthOfYear), LE32(fields.exceptionCount)});
 }
 
 Bytes FieldList(std::uint32_t count, std::initializer_list<Bytes> fields) {

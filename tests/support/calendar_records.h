@@ -24,7 +24,7 @@ Bytes PropString(std::uint32_t id, std::u16string_view text);
 Bytes PropBlob(std::uint32_t id, const Bytes& block);
 
 // The fields of a recurrence block; reserved bytes are zero.
-struct RecurrenceSpec {
+struct RecurrenceFields {
   Bytes start = Bytes(16, 0);
   Bytes end = Bytes(16, 0);
   std::uint8_t type = 0;
@@ -37,7 +37,7 @@ struct RecurrenceSpec {
   std::uint32_t monthOfYear = 0;
   std::uint32_t exceptionCount = 0;
 };
-Bytes RecurrenceBlock(const RecurrenceSpec& spec);
+Bytes RecurrenceBlock(const RecurrenceFields& fields);
 
 // What GetRecord sends for an appointment: the header and the fields in
 // their order; `recurrence` is field 19 with the exception records.
