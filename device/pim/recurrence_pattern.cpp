@@ -27,8 +27,9 @@ void RecurrenceState::Begin() {
   recurring = true;
   dirty = true;
   RecurrenceRule rule;
-  rule.startDay =
-      itemStart == kOleNoDate || std::isnan(itemStart) ? 0 : DayOf(itemStart);
+  bool dated = itemStart != kOleNoDate && itemStart >= kOleMinDate &&
+               itemStart < kOleDateLimit;
+  rule.startDay = dated ? DayOf(itemStart) : 0;
   rule.type = olRecursWeekly;
   rule.dayOfWeekMask = 1 << WeekdayOf(rule.startDay);
   record = RecurrenceRecord();
@@ -149,7 +150,7 @@ HRESULT RecurrencePattern::get_PatternEndDate(DATE* value) {
 }
 
 HRESULT RecurrencePattern::put_PatternEndDate(DATE value) {
-  if (std::isnan(value) || value >= kOleDateLimit ||
+  if (std::isnan(value) || value < kOleMinDate || value >= kOleDateLimit ||
       DayOf(value) < rule().startDay) {
     return E_INVALIDARG;
   }

@@ -146,9 +146,27 @@ TEST_F(RecurrencePatternTest, SettersRefuseValuesOutOfRange) {
   EXPECT_EQ(pattern->put_Occurrences(0), E_INVALIDARG);
   EXPECT_EQ(pattern->put_PatternStartDate(Date(2026, 3, 1)), S_OK);
   EXPECT_EQ(pattern->put_PatternEndDate(Date(2026, 2, 28)), E_INVALIDARG);
+  EXPECT_EQ(pattern->put_PatternEndDate(-1e300), E_INVALIDARG);
+  EXPECT_EQ(pattern->put_PatternEndDate(1e300), E_INVALIDARG);
+  EXPECT_EQ(pattern->put_PatternStartDate(-1e300), E_INVALIDARG);
   LONG interval = 0;
   pattern->get_Interval(&interval);
   EXPECT_EQ(interval, 1500);
+  pattern->Release();
+  item->Release();
+}
+
+TEST_F(RecurrencePatternTest, AStartOutOfRangeStartsThePatternOnDayZero) {
+  IAppointment* item = NewAppointment();
+  item->put_Start(1e300);
+  IRecurrencePattern* pattern = nullptr;
+  ASSERT_EQ(item->GetRecurrencePattern(&pattern), S_OK);
+  DATE start = -1;
+  pattern->get_PatternStartDate(&start);
+  EXPECT_EQ(start, 0.0);
+  LONG mask = 0;
+  pattern->get_DayOfWeekMask(&mask);
+  EXPECT_EQ(mask, olSaturday);  // 1899-12-30
   pattern->Release();
   item->Release();
 }

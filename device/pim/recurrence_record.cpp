@@ -205,7 +205,7 @@ std::optional<RecurrenceRecord> DecodeRecurrence(
         !in.I32(exception.busyStatus) || !in.U16(reminderSet) ||
         !in.I32(exception.reminderMinutesBefore) ||
         !in.Text(exception.subject) || !in.Text(exception.location) ||
-        !in.Text(exception.body)) {
+        !in.Text(exception.body) || !InDateRange(exception.originalDate)) {
       return std::nullopt;
     }
     exception.deleted = deleted != 0;
