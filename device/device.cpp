@@ -6,6 +6,7 @@
 #include "device/com/com.h"
 #include "device/fs/file_system.h"
 #include "device/kernel/kernel.h"
+#include "device/kernel/ole_date.h"
 #include "device/kernel/time_zone.h"
 #include "device/objstore/object_store.h"
 #include "device/pim/change_log_writer.h"
@@ -67,6 +68,12 @@ Device::Device(std::unique_ptr<DeviceImage> image)
   ChangeLogWriter* changeLog = changeLog_.get();
   com_->SetChangeHook([changeLog](int itemType, CEOID oid, int kind) {
     changeLog->OnChange(itemType, oid, kind);
+  });
+  Kernel* kernel = kernel_.get();
+  com_->SetClock([kernel]() -> std::optional<DATE> {
+    SYSTEMTIME now = {};
+    kernel->GetLocalTime(&now);
+    return SystemTimeToOleDate(now);
   });
   FileSystem* files = files_.get();
   objectStore_->SetFileInfoSource([files](CEOID oid, CEOIDINFO* info) {

@@ -8,6 +8,7 @@
 #ifndef VORN_PLATFORM_PIMSTORE_H_
 #define VORN_PLATFORM_PIMSTORE_H_
 
+#include <cstdint>
 #include <string>
 
 #include "platform/com.h"
@@ -153,8 +154,119 @@ class IContact : public IDispatch {
   ~IContact() = default;
 };
 
+// Automation booleans: VARIANT_TRUE is all bits set.
+using VARIANT_BOOL = std::int16_t;
+inline constexpr VARIANT_BOOL VARIANT_TRUE = -1;
+inline constexpr VARIANT_BOOL VARIANT_FALSE = 0;
+
+// Sensitivity values.
+inline constexpr LONG olNormal = 0;
+inline constexpr LONG olPersonal = 1;
+inline constexpr LONG olPrivate = 2;
+inline constexpr LONG olConfidential = 3;
+
+// Recurrence types (OlRecurrenceType).
+inline constexpr LONG olRecursDaily = 0;
+inline constexpr LONG olRecursWeekly = 1;
+inline constexpr LONG olRecursMonthly = 2;
+inline constexpr LONG olRecursMonthNth = 3;
+inline constexpr LONG olRecursYearly = 5;
+inline constexpr LONG olRecursYearNth = 6;
+
+// Day-of-week mask bits (OlDaysOfWeek).
+inline constexpr LONG olSunday = 1;
+inline constexpr LONG olMonday = 2;
+inline constexpr LONG olTuesday = 4;
+inline constexpr LONG olWednesday = 8;
+inline constexpr LONG olThursday = 16;
+inline constexpr LONG olFriday = 32;
+inline constexpr LONG olSaturday = 64;
+
+class IAppointment;
+class IExceptions;
+class IException;
+
+// The recurrence of an appointment or task. Setters take effect when the
+// item is saved.
+class IRecurrencePattern : public IDispatch {
+ public:
+#define VORN_DECLARE_LONG(name)                \
+  virtual HRESULT get_##name(LONG* value) = 0; \
+  virtual HRESULT put_##name(LONG value) = 0;
+  VORN_DECLARE_LONG(RecurrenceType)
+  VORN_DECLARE_LONG(Occurrences)
+  VORN_DECLARE_LONG(Interval)
+  VORN_DECLARE_LONG(DayOfWeekMask)
+  VORN_DECLARE_LONG(DayOfMonth)
+  VORN_DECLARE_LONG(Instance)
+  VORN_DECLARE_LONG(MonthOfYear)
+#undef VORN_DECLARE_LONG
+  virtual HRESULT get_PatternStartDate(DATE* value) = 0;
+  virtual HRESULT put_PatternStartDate(DATE value) = 0;
+  virtual HRESULT get_PatternEndDate(DATE* value) = 0;
+  virtual HRESULT put_PatternEndDate(DATE value) = 0;
+  virtual HRESULT get_NoEndDate(VARIANT_BOOL* value) = 0;
+  virtual HRESULT put_NoEndDate(VARIANT_BOOL value) = 0;
+  // Changed and deleted occurrences (appointments only).
+  virtual HRESULT get_Exceptions(IExceptions** exceptions) = 0;
+  // The occurrence on the day of `date` (appointments only).
+  virtual HRESULT GetOccurrence(DATE date, IAppointment** occurrence) = 0;
+
+ protected:
+  ~IRecurrencePattern() = default;
+};
+
+class IExceptions : public IDispatch {
+ public:
+  virtual HRESULT get_Count(int* count) = 0;
+  // index counts from 1.
+  virtual HRESULT Item(int index, IException** exception) = 0;
+
+ protected:
+  ~IExceptions() = default;
+};
+
+class IException : public IDispatch {
+ public:
+  virtual HRESULT get_OriginalDate(DATE* date) = 0;
+  virtual HRESULT get_Deleted(VARIANT_BOOL* deleted) = 0;
+  // The changed occurrence; fails for a deleted one.
+  virtual HRESULT get_AppointmentItem(IAppointment** appointment) = 0;
+
+ protected:
+  ~IException() = default;
+};
+
+#define VORN_DECLARE_STRING(name)              \
+  virtual HRESULT get_##name(BSTR* value) = 0; \
+  virtual HRESULT put_##name(LPCWSTR value) = 0;
+#define VORN_DECLARE_DATE(name)                \
+  virtual HRESULT get_##name(DATE* value) = 0; \
+  virtual HRESULT put_##name(DATE value) = 0;
+#define VORN_DECLARE_LONG(name)                \
+  virtual HRESULT get_##name(LONG* value) = 0; \
+  virtual HRESULT put_##name(LONG value) = 0;
+#define VORN_DECLARE_BOOL(name)                        \
+  virtual HRESULT get_##name(VARIANT_BOOL* value) = 0; \
+  virtual HRESULT put_##name(VARIANT_BOOL value) = 0;
+
 class IAppointment : public IDispatch {
  public:
+  VORN_DECLARE_STRING(Subject)
+  VORN_DECLARE_STRING(Location)
+  VORN_DECLARE_STRING(Categories)
+  VORN_DECLARE_STRING(Body)
+  VORN_DECLARE_BOOL(AllDayEvent)
+  VORN_DECLARE_LONG(Sensitivity)
+  VORN_DECLARE_LONG(BusyStatus)
+  VORN_DECLARE_BOOL(ReminderSet)
+  VORN_DECLARE_LONG(ReminderMinutesBefore)
+  VORN_DECLARE_DATE(Start)
+  VORN_DECLARE_DATE(End)
+  virtual HRESULT get_IsRecurring(VARIANT_BOOL* value) = 0;
+  // The item's pattern; an item that does not recur yet starts recurring.
+  virtual HRESULT GetRecurrencePattern(IRecurrencePattern** pattern) = 0;
+  virtual HRESULT ClearRecurrencePattern() = 0;
   virtual HRESULT get_Oid(LONG* oid) = 0;
   virtual HRESULT Save() = 0;
   virtual HRESULT Delete() = 0;
@@ -165,6 +277,20 @@ class IAppointment : public IDispatch {
 
 class ITask : public IDispatch {
  public:
+  VORN_DECLARE_STRING(Subject)
+  VORN_DECLARE_STRING(Categories)
+  VORN_DECLARE_STRING(Body)
+  VORN_DECLARE_DATE(StartDate)
+  VORN_DECLARE_DATE(DueDate)
+  VORN_DECLARE_LONG(Importance)
+  VORN_DECLARE_BOOL(Complete)
+  VORN_DECLARE_LONG(Sensitivity)
+  VORN_DECLARE_BOOL(ReminderSet)
+  VORN_DECLARE_DATE(ReminderTime)
+  virtual HRESULT get_IsRecurring(VARIANT_BOOL* value) = 0;
+  // The item's pattern; an item that does not recur yet starts recurring.
+  virtual HRESULT GetRecurrencePattern(IRecurrencePattern** pattern) = 0;
+  virtual HRESULT ClearRecurrencePattern() = 0;
   virtual HRESULT get_Oid(LONG* oid) = 0;
   virtual HRESULT Save() = 0;
   virtual HRESULT Delete() = 0;
@@ -172,6 +298,11 @@ class ITask : public IDispatch {
  protected:
   ~ITask() = default;
 };
+
+#undef VORN_DECLARE_STRING
+#undef VORN_DECLARE_DATE
+#undef VORN_DECLARE_LONG
+#undef VORN_DECLARE_BOOL
 
 namespace platform {
 

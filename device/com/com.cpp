@@ -62,6 +62,7 @@ HRESULT Com::CoCreateInstance(REFCLSID clsid, IUnknown* outer,
     } else {
       auto* app = new OutlookApp(context_, store_);
       if (changeHook_) app->SetChangeHook(changeHook_);
+      if (clock_) app->SetClock(clock_);
       *object = static_cast<IPOutlookApp*>(app);
     }
   }

@@ -14,9 +14,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string_view>
 
 #include "device/image/device_context.h"
+#include "platform/pimstore.h"
 #include "platform/services.h"
 
 namespace device {
@@ -46,6 +48,12 @@ class Com final : public platform::Com {
     changeHook_ = std::move(hook);
   }
 
+  // Every application object created from now on reads the handheld's
+  // local time from `clock` (see OutlookApp::SetClock).
+  void SetClock(std::function<std::optional<DATE>()> clock) {
+    clock_ = std::move(clock);
+  }
+
   // CoInitializeEx: S_OK the first time in a conversation, S_FALSE after.
   // CoCreateInstance: E_POINTER for a null `object`; otherwise *object is
   //   set (null on failure). CO_E_NOTINITIALIZED before CoInitializeEx,
@@ -67,6 +75,7 @@ class Com final : public platform::Com {
   bool initialized_ = false;
   bool creationTried_ = false;
   std::function<void(int, CEOID, int)> changeHook_;
+  std::function<std::optional<DATE>()> clock_;
 };
 
 }  // namespace device

@@ -34,6 +34,12 @@ const std::vector<FaultInfo>& FaultSet::Catalog() {
       {"logon-fails", "", "IPOutlookApp::Logon returns E_FAIL"},
       {"contact-save", "HRESULT",
        "IContact::Save returns this HRESULT (e.g. 0x80004005) without saving"},
+      {"appointment-save", "HRESULT [COUNT]",
+       "IAppointment::Save returns this HRESULT (e.g. 0x80040067) without "
+       "saving; with COUNT only the next COUNT saves fail"},
+      {"task-save", "HRESULT [COUNT]",
+       "ITask::Save returns this HRESULT (e.g. 0x80004005) without saving; "
+       "with COUNT only the next COUNT saves fail"},
   };
   return kCatalog;
 }

@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
@@ -62,6 +63,12 @@ class OutlookApp final : public IPOutlookApp {
   // refused with E_INVALIDARG and left alone.
   HRESULT SysFreeString(BSTR text) override;
 
+  // The handheld's local time as a DATE, for the reminders that items
+  // check when saved; without a clock no reminder is checked.
+  using Clock = std::function<std::optional<DATE>()>;
+  void SetClock(Clock clock) { clock_ = std::move(clock); }
+  std::optional<DATE> Now() const { return clock_ ? clock_() : std::nullopt; }
+
   // Called after every successful save and delete of an item.
   void SetChangeHook(ChangeHook hook) { changeHook_ = std::move(hook); }
   // Releases made on objects whose count was already zero.
@@ -99,6 +106,7 @@ class OutlookApp final : public IPOutlookApp {
   int overReleases_ = 0;
   bool loggedOn_ = false;
   ChangeHook changeHook_;
+  Clock clock_;
   std::vector<std::unique_ptr<PimObject>> pool_;
   std::unordered_set<BSTR> strings_;
 };

@@ -105,6 +105,63 @@ HRESULT PimItem::GetOid(LONG* value) {
   return S_OK;
 }
 
+HRESULT PimItem::GetLong(CEPROPID id, LONG* value, LONG absent) {
+  if (value == nullptr) return E_POINTER;
+  const RecordValue* held = Find(id);
+  *value = held == nullptr ? absent : static_cast<LONG>(held->number);
+  return S_OK;
+}
+
+HRESULT PimItem::PutLong(CEPROPID id, LONG value) {
+  RecordValue number;
+  number.id = id;
+  number.number = value;
+  Set(std::move(number));
+  return S_OK;
+}
+
+HRESULT PimItem::GetBool(CEPROPID id, VARIANT_BOOL* value,
+                         VARIANT_BOOL absent) {
+  if (value == nullptr) return E_POINTER;
+  const RecordValue* held = Find(id);
+  if (held == nullptr) {
+    *value = absent;
+  } else {
+    *value = held->number != 0 ? VARIANT_TRUE : VARIANT_FALSE;
+  }
+  return S_OK;
+}
+
+HRESULT PimItem::PutBool(CEPROPID id, VARIANT_BOOL value) {
+  RecordValue flag;
+  flag.id = id;
+  flag.number = value != 0 ? 1 : 0;
+  Set(std::move(flag));
+  return S_OK;
+}
+
+void PimItem::PutBytes(CEPROPID id, std::vector<std::uint8_t> bytes) {
+  RecordValue blob;
+  blob.id = id;
+  blob.bytes = std::move(bytes);
+  Set(std::move(blob));
+}
+
+const RecordValue* PimItem::Find(CEPROPID id) const {
+  auto it = values_.find(id);
+  return it == values_.end() ? nullptr : &it->second;
+}
+
+void PimItem::LoadValues(std::vector<RecordValue> values) {
+  values_.clear();
+  changed_.clear();
+  removed_.clear();
+  for (RecordValue& value : values) {
+    CEPROPID id = value.id;
+    values_[id] = std::move(value);
+  }
+}
+
 HRESULT PimItem::SaveItem() {
   if (deleted_) return E_FAIL;
   bool added = oid_ == 0;

@@ -6,11 +6,14 @@
 //               written straight to the record for long notes, and read in
 //               preference to the text
 //   0x0037001F  subject (appointments and tasks)
+//   0x4005001F  categories, 0x00360003 sensitivity, 0x4503000B reminder set
+//               (appointments and tasks)
 #ifndef VORN_DEVICE_PIM_PIM_ITEM_H_
 #define VORN_DEVICE_PIM_PIM_ITEM_H_
 
 #include <map>
 #include <set>
+#include <vector>
 
 #include "device/objstore/record_value.h"
 #include "device/pim/pim_object.h"
@@ -21,6 +24,9 @@ namespace device {
 inline constexpr CEPROPID kPimBodyText = 0x0017001F;
 inline constexpr CEPROPID kPimBodyBytes = 0x00170041;
 inline constexpr CEPROPID kPimSubject = 0x0037001F;
+inline constexpr CEPROPID kPimCategories = 0x4005001F;
+inline constexpr CEPROPID kPimSensitivity = 0x00360003;
+inline constexpr CEPROPID kPimReminderSet = 0x4503000B;
 
 class PimItem : public PimObject {
  public:
@@ -44,6 +50,24 @@ class PimItem : public PimObject {
   HRESULT GetBody(BSTR* value);
   HRESULT PutBody(LPCWSTR value);
   HRESULT GetOid(LONG* value);
+  // A CEVT_I4 property; absent reads as `absent`.
+  HRESULT GetLong(CEPROPID id, LONG* value, LONG absent);
+  HRESULT PutLong(CEPROPID id, LONG value);
+  // A CEVT_BOOL property, stored as 1 or 0; any nonzero value sets it, and
+  // it reads back as VARIANT_TRUE. Absent reads as `absent`.
+  HRESULT GetBool(CEPROPID id, VARIANT_BOOL* value, VARIANT_BOOL absent);
+  HRESULT PutBool(CEPROPID id, VARIANT_BOOL value);
+  // A CEVT_BLOB property.
+  void PutBytes(CEPROPID id, std::vector<std::uint8_t> bytes);
+  // The property as held now; null when absent.
+  const RecordValue* Find(CEPROPID id) const;
+  // Drops a property (removed from the record at the next save).
+  void Remove(CEPROPID id);
+  // Takes `values` as the item's properties as loaded, with no change
+  // pending.
+  void LoadValues(std::vector<RecordValue> values);
+  // All properties as held now.
+  const std::map<CEPROPID, RecordValue>& values() const { return values_; }
   // Creates or updates the record and tells the change hook.
   HRESULT SaveItem();
   // Removes the record and tells the change hook; E_FAIL when the item was
@@ -52,7 +76,6 @@ class PimItem : public PimObject {
 
  private:
   void Set(RecordValue value);
-  void Remove(CEPROPID id);
 
   int itemType_;
   CEOID oid_;

@@ -53,6 +53,40 @@ pwi_list = (PWI_HEADER +
             pwi_paragraph(0x23, b'one\xc4\x00') +
             pwi_paragraph(0x25, b'two\xc4\x00') + PWI_END)
 
+
+def recurrence(rtype, end_kind, exceptions=0, interval=1, mask=2, dom=15,
+               instance=2, month=2):
+    return (time(2026, 2, 2) + time(2026, 6, 30) + bytes(32) +
+            struct.pack('<BIB', rtype, 5, end_kind) + bytes(4) +
+            struct.pack('<6I', interval, mask, dom, instance, month,
+                        exceptions))
+
+
+def exception(deleted, subject=None, location=None, body=None):
+    out = (time(2026, 2, 9) + time(2026, 2, 10) + time(2026, 2, 10) +
+           struct.pack('<IIIII', deleted, 0xFFFFFFFF, 0xFFFFFFFF, 30, 1) +
+           struct.pack('<III', subject is not None, location is not None,
+                       body is not None))
+    for text in (subject, location, body):
+        if text is not None:
+            out += counted(text)
+    return out
+
+
+def u32(value):
+    return struct.pack('<I', value)
+
+
+meeting = contact([(1, 'Meeting'), (2, 'Room 1'), (4, u32(0)), (5, u32(1)),
+                   (7, u32(1)), (8, u32(15)), (9, 'agenda'),
+                   (16, time(2026, 2, 2)), (18, time(2026, 2, 2))])
+weekly = contact([(1, 'Weekly'), (16, time(2026, 2, 2)),
+                  (18, time(2026, 2, 2)),
+                  (19, recurrence(1, 2, 2) + exception(1) +
+                   exception(0, 'Moved', 'Hall'))])
+chore = contact([(1, 'Chore'), (3, time(2026, 2, 2)), (4, time(2026, 3, 1)),
+                 (5, u32(2)), (6, u32(0)), (7, u32(1)), (9, u32(1)),
+                 (10, time(2026, 2, 28)), (11, 'notes')])
 seeds = {
     'session_fuzzer': {
         'end': frame([1, 1]),
@@ -67,6 +101,18 @@ seeds = {
         'contract': frame(bytes([8, 1]) + counted('desk')) +
         frame(bytes([11, 1]) + counted('desk')) +
         frame(bytes([12, 1]) + counted('desk')) + frame([1, 1]),
+    },
+    'appointment_record_fuzzer': {
+        'meeting': meeting,
+        'weekly_exceptions': weekly,
+        'monthly_by_date': contact([(16, time(2026, 2, 2)),
+                                    (19, recurrence(2, 1))]),
+        'skipped_ids': contact([(10, b''), (17, b''), (1, 'x')]),
+    },
+    'task_record_fuzzer': {
+        'chore': chore,
+        'yearly_nth': contact([(1, 'Yearly'), (19, recurrence(6, 3))]),
+        'field_eight': contact([(8, b''), (1, 'x')]),
     },
     'contact_record_fuzzer': {
         'john': john,
