@@ -89,8 +89,10 @@ Json RecurrenceToJson(const Recurrence& r) {
   } else {
     o["RecurrenceType"] = type;
   }
-  o["PatternStartDate"] = r.pattern_start.ToIso();
-  o["PatternEndDate"] = r.pattern_end.ToIso();
+  if (r.pattern_start.year != 0) {
+    o["PatternStartDate"] = r.pattern_start.ToIso();
+  }
+  if (r.pattern_end.year != 0) o["PatternEndDate"] = r.pattern_end.ToIso();
   o["Occurrences"] = r.occurrences;
   std::string_view end = Recurrence::EndKindName(r.end_kind);
   if (end.empty()) {
