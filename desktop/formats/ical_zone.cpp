@@ -65,6 +65,15 @@ TimeRecord IcalZone::FromIcal(icaltimetype time) const {
   return t;
 }
 
+icalcomponent* IcalZone::NewVtimezone() const {
+  icalcomponent* copy =
+      icalcomponent_new_clone(icaltimezone_get_component(zone_));
+  icalproperty* tzid =
+      icalcomponent_get_first_property(copy, ICAL_TZID_PROPERTY);
+  if (tzid != nullptr) icalproperty_set_tzid(tzid, name_.c_str());
+  return copy;
+}
+
 void IcalZone::Tag(icalproperty* property) const {
   if (zone_ == nullptr || utc()) return;
   icalproperty_add_parameter(property, icalparameter_new_tzid(name_.c_str()));

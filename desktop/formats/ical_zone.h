@@ -44,6 +44,10 @@ class IcalZone {
   // both it and `time` have one, else its clock reading as it stands.
   TimeRecord FromIcal(icaltimetype time) const;
 
+  // A new VTIMEZONE of this zone whose TZID is the zone's IANA name; the
+  // caller owns it. Only for a zone that is neither floating nor UTC.
+  icalcomponent* NewVtimezone() const;
+
   // Adds the TZID parameter to a time property when this zone needs one.
   void Tag(icalproperty* property) const;
 

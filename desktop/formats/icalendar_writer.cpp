@@ -156,9 +156,7 @@ void ICalendarWriter::AddTime(icalcomponent* item, icalproperty* property,
 
 void ICalendarWriter::Add(const Appointment& a, const std::string& uid) {
   if (!zone_written_ && !zone_.floating() && !zone_.utc() && !a.all_day) {
-    icalcomponent_add_component(
-        calendar_.get(),
-        icalcomponent_new_clone(icaltimezone_get_component(zone_.zone())));
+    icalcomponent_add_component(calendar_.get(), zone_.NewVtimezone());
     zone_written_ = true;
   }
   icalcomponent* event = NewItem(ICAL_VEVENT_COMPONENT, uid, a.subject);
