@@ -21,6 +21,7 @@ struct CommandLine {
   std::string device;  // --device HOST:PORT
   std::string image;   // --image IMAGE
   bool json = false;   // --json
+  std::string tz;      // --tz ZONE: the handheld's time zone (IANA name)
 };
 
 // Defines every command of `vorn` on `app`, with its global options bound
