@@ -88,6 +88,13 @@ void AddText(icalcomponent* item, icalproperty* (*make)(const char*),
   icalcomponent_add_property(item, make(Plain(text).c_str()));
 }
 
+// The trigger of a reminder `minutes` before its item, in seconds (as many
+// minutes as an int of seconds holds).
+int BeforeSeconds(std::uint32_t minutes) {
+  constexpr std::uint32_t kMost = 35791394;  // 60 * kMost < 2^31
+  return -60 * static_cast<int>(minutes < kMost ? minutes : kMost);
+}
+
 // The day after `time`.
 TimeRecord NextDay(const TimeRecord& time) {
   icaltimetype t = icaltime_null_date();
@@ -202,8 +209,7 @@ void ICalendarWriter::Add(const Appointment& a, const std::string& uid) {
     }
   }
   if (a.reminder_set) {
-    AddAlarm(event, -60 * static_cast<int>(a.reminder_minutes), false,
-             a.subject);
+    AddAlarm(event, BeforeSeconds(a.reminder_minutes), false, a.subject);
   }
   icalcomponent_add_component(calendar_.get(), event);
   if (a.recurrence) {
@@ -236,10 +242,10 @@ void ICalendarWriter::AddOverride(const Appointment& master,
                                                       : ICAL_CLASS_PUBLIC));
   AddBusy(event, e.busy_status.value_or(master.busy_status));
   if (e.reminder_set.value_or(master.reminder_set)) {
-    AddAlarm(event,
-             -60 * static_cast<int>(
-                       e.reminder_minutes.value_or(master.reminder_minutes)),
-             false, subject);
+    AddAlarm(
+        event,
+        BeforeSeconds(e.reminder_minutes.value_or(master.reminder_minutes)),
+        false, subject);
   }
   icalcomponent_add_component(calendar_.get(), event);
 }
