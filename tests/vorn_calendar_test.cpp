@@ -48,8 +48,11 @@ class ScriptedHandheld {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    listen(listener_, 4);
+    if (bind(listener_, reinterpret_cast<sockaddr*>(&address),
+             sizeof address) != 0 ||
+        listen(listener_, 4) != 0) {
+      ADD_FAILURE() << "the scripted handheld cannot listen";
+    }
     socklen_t size = sizeof address;
     getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
     address_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
@@ -127,7 +130,8 @@ class ScriptedHandheld {
         Bytes body;
         std::uint32_t found = 0;
         for (std::uint32_t i = 0; i < count; ++i) {
-          auto it = mine.find(protocol::GetU32(packet.data() + 6 + 4 * i));
+          auto it = mine.find(
+              protocol::GetU32(packet.data() + 6 + std::size_t{4} * i));
           if (it == mine.end()) break;  // the list stops at a missing one
           body = Cat({body, it->second});
           ++found;
@@ -237,7 +241,7 @@ TEST_F(VornCalendarTest, GetShowsAppointmentsAsJsonAndIcs) {
   ASSERT_EQ(ics.exitCode, 0) << ics.err;
   const std::string uid = desktop::RecordUid::For(
       kMachineId, protocol::DataType::kAppointments, 0x20001);
-  for (std::string expected :
+  for (const std::string& expected :
        {std::string("UID:") + uid, std::string("RRULE:FREQ=WEEKLY;COUNT=8"),
         std::string("EXDATE;TZID=Europe/Berlin:20260310T180000"),
         std::string("TRIGGER:-PT20M"), std::string("TZID:Europe/Berlin")}) {

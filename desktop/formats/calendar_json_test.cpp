@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "desktop/formats/calendar_test_items.h"
+#include "desktop/formats/calendar_items_test.h"
 
 namespace desktop {
 namespace {

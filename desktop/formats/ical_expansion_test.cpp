@@ -91,14 +91,16 @@ bool Matches(const Recurrence& r, const Date& start, long serial) {
     }
     case RecurrenceType::kMonthly:
       return months % every == 0 &&
-             date.d == std::min<int>(r.day_of_month, DaysIn(date.y, date.m));
+             date.d == std::min(static_cast<int>(r.day_of_month),
+                                DaysIn(date.y, date.m));
     case RecurrenceType::kMonthNth:
       return months % every == 0 &&
              date.d == NthDay(date.y, date.m, r.day_of_week_mask, r.instance);
     case RecurrenceType::kYearly:
       return years % every == 0 &&
              date.m == static_cast<int>(r.month_of_year) &&
-             date.d == std::min<int>(r.day_of_month, DaysIn(date.y, date.m));
+             date.d == std::min(static_cast<int>(r.day_of_month),
+                                DaysIn(date.y, date.m));
     case RecurrenceType::kYearNth:
       return years % every == 0 &&
              date.m == static_cast<int>(r.month_of_year) &&

@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "desktop/formats/calendar_test_items.h"
-#include "desktop/formats/ical_test_check.h"
+#include "desktop/formats/calendar_items_test.h"
+#include "desktop/formats/ical_check_test.h"
 #include "desktop/formats/icalendar_reader.h"
 #include "desktop/formats/icalendar_writer.h"
 #include "desktop/formats/record_uid.h"

@@ -66,8 +66,10 @@ std::string_view Recurrence::TypeName(std::uint8_t type) {
 }
 
 std::optional<std::uint8_t> Recurrence::TypeFromName(std::string_view name) {
-  for (std::uint8_t i = 0; i < std::size(kTypeNames); ++i) {
-    if (!name.empty() && kTypeNames[i] == name) return i;
+  for (std::size_t i = 0; i < std::size(kTypeNames); ++i) {
+    if (!name.empty() && kTypeNames[i] == name) {
+      return static_cast<std::uint8_t>(i);
+    }
   }
   return std::nullopt;
 }
@@ -78,7 +80,7 @@ std::string_view Recurrence::EndKindName(std::uint8_t kind) {
 }
 
 std::optional<std::uint8_t> Recurrence::EndKindFromName(std::string_view name) {
-  for (std::uint8_t i = 0; i < std::size(kEndNames); ++i) {
+  for (std::size_t i = 0; i < std::size(kEndNames); ++i) {
     if (kEndNames[i] == name) return static_cast<std::uint8_t>(i + 1);
   }
   return std::nullopt;

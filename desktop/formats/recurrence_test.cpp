@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "desktop/formats/calendar_test_bytes.h"
+#include "desktop/formats/calendar_bytes_test.h"
 
 namespace desktop {
 namespace {

@@ -1,7 +1,7 @@
 // libical's own verdict on iCalendar text the tests produce: the parser's
 // X-LIC-ERROR properties, anywhere in the tree.
-#ifndef VORN_DESKTOP_FORMATS_ICAL_TEST_CHECK_H_
-#define VORN_DESKTOP_FORMATS_ICAL_TEST_CHECK_H_
+#ifndef VORN_DESKTOP_FORMATS_ICAL_CHECK_TEST_H_
+#define VORN_DESKTOP_FORMATS_ICAL_CHECK_TEST_H_
 
 #include <libical/ical.h>
 
@@ -41,4 +41,4 @@ inline std::vector<std::string> LibicalProblems(const std::string& text) {
 
 }  // namespace desktop::ical_test
 
-#endif  // VORN_DESKTOP_FORMATS_ICAL_TEST_CHECK_H_
+#endif  // VORN_DESKTOP_FORMATS_ICAL_CHECK_TEST_H_

@@ -1,7 +1,7 @@
 // Byte layouts of appointment and task records written out by hand for the
 // codec tests: every offset is spelled here, independent of the codecs.
-#ifndef VORN_DESKTOP_FORMATS_CALENDAR_TEST_BYTES_H_
-#define VORN_DESKTOP_FORMATS_CALENDAR_TEST_BYTES_H_
+#ifndef VORN_DESKTOP_FORMATS_CALENDAR_BYTES_TEST_H_
+#define VORN_DESKTOP_FORMATS_CALENDAR_BYTES_TEST_H_
 
 #include <cstdint>
 
@@ -37,4 +37,4 @@ inline Bytes Block(const Bytes& start, const Bytes& end, std::uint8_t type,
 
 }  // namespace desktop::test_bytes
 
-#endif  // VORN_DESKTOP_FORMATS_CALENDAR_TEST_BYTES_H_
+#endif  // VORN_DESKTOP_FORMATS_CALENDAR_BYTES_TEST_H_

@@ -1,6 +1,6 @@
 // Appointments and tasks with every field set, for the format tests.
-#ifndef VORN_DESKTOP_FORMATS_CALENDAR_TEST_ITEMS_H_
-#define VORN_DESKTOP_FORMATS_CALENDAR_TEST_ITEMS_H_
+#ifndef VORN_DESKTOP_FORMATS_CALENDAR_ITEMS_TEST_H_
+#define VORN_DESKTOP_FORMATS_CALENDAR_ITEMS_TEST_H_
 
 #include "desktop/formats/appointment.h"
 #include "desktop/formats/task.h"
@@ -101,4 +101,4 @@ inline Task Chore() {
 
 }  // namespace desktop::test_items
 
-#endif  // VORN_DESKTOP_FORMATS_CALENDAR_TEST_ITEMS_H_
+#endif  // VORN_DESKTOP_FORMATS_CALENDAR_ITEMS_TEST_H_
