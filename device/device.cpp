@@ -10,6 +10,7 @@
 #include "device/objstore/object_store.h"
 #include "device/pim/change_log_writer.h"
 #include "device/registry/registry.h"
+#include "device/richink/rich_ink.h"
 #include "device/ui/ui.h"
 
 namespace device {
@@ -59,6 +60,7 @@ Device::Device(std::unique_ptr<DeviceImage> image)
   ui_ = std::make_unique<Ui>(context_);
   objectStore_ = std::make_unique<ObjectStore>(context_);
   files_ = std::make_unique<FileSystem>(context_);
+  richInk_ = std::make_unique<RichInk>(context_);
   com_ = std::make_unique<Com>(context_, *objectStore_);
   changeLog_ =
       std::make_unique<ChangeLogWriter>(context_, *objectStore_, *registry_);
@@ -149,6 +151,7 @@ platform::Services Device::services() {
   services.ui = ui_.get();
   services.objectStore = objectStore_.get();
   services.files = files_.get();
+  services.richInk = richInk_.get();
   return services;
 }
 
@@ -156,6 +159,7 @@ void Device::SetMessageOutput(std::ostream* out) { ui_->SetOutput(out); }
 
 void Device::BeginConversation() {
   handles_.CloseAll();
+  richInk_->DestroyAllWindows();
   context_.lastError = ERROR_SUCCESS;
   std::int64_t number =
       std::stoll(image_->GetMeta(kConversationsMeta, "0")) + 1;
@@ -166,6 +170,7 @@ void Device::BeginConversation() {
 void Device::EndConversation() {
   // The remote API server's invocation ends: what it left open goes.
   handles_.CloseAll();
+  richInk_->DestroyAllWindows();
 }
 
 }  // namespace device

@@ -22,6 +22,7 @@ class Com;
 class Ui;
 class ObjectStore;
 class FileSystem;
+class RichInk;
 class ChangeLogWriter;
 
 struct InitOptions {
@@ -65,6 +66,7 @@ class Device {
   Ui& ui() { return *ui_; }
   ObjectStore& objectStore() { return *objectStore_; }
   FileSystem& files() { return *files_; }
+  RichInk& richInk() { return *richInk_; }
   // The handheld's component that keeps the change logs of the object
   // model's items; every application object of the device reports to it.
   ChangeLogWriter& changeLog() { return *changeLog_; }
@@ -91,6 +93,7 @@ class Device {
   std::unique_ptr<Ui> ui_;
   std::unique_ptr<ObjectStore> objectStore_;
   std::unique_ptr<FileSystem> files_;
+  std::unique_ptr<RichInk> richInk_;
   std::unique_ptr<ChangeLogWriter> changeLog_;
 };
 

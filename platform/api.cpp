@@ -67,9 +67,15 @@ void SetCallTracer(CallTracer tracer, void* context) {
     return VORN_DEFINE_FORWARD(FileSystem, files)->name args; \
   }
 
+#define VORN_FORWARD_RICH_INK(result, name, params, args)    \
+  result name params {                                       \
+    return VORN_DEFINE_FORWARD(RichInk, richInk)->name args; \
+  }
+
 VORN_KERNEL_CALLS(VORN_FORWARD_KERNEL)
 VORN_REGISTRY_CALLS(VORN_FORWARD_REGISTRY)
 VORN_COM_CALLS(VORN_FORWARD_COM)
 VORN_UI_CALLS(VORN_FORWARD_UI)
 VORN_OBJECT_STORE_CALLS(VORN_FORWARD_OBJECT_STORE)
 VORN_FILE_CALLS(VORN_FORWARD_FILES)
+VORN_RICH_INK_CALLS(VORN_FORWARD_RICH_INK)

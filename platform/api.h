@@ -9,6 +9,7 @@
 #include "platform/objstore_types.h"
 #include "platform/pimstore.h"
 #include "platform/rapi.h"
+#include "platform/richink.h"
 #include "platform/types.h"
 
 // Registry.
@@ -41,6 +42,7 @@ VORN_REGISTRY_CALLS(VORN_DECLARE_CALL)
 VORN_UI_CALLS(VORN_DECLARE_CALL)
 VORN_OBJECT_STORE_CALLS(VORN_DECLARE_CALL)
 VORN_FILE_CALLS(VORN_DECLARE_CALL)
+VORN_RICH_INK_CALLS(VORN_DECLARE_CALL)
 #undef VORN_DECLARE_CALL
 
 // Answered by the platform layer itself.

@@ -10,6 +10,7 @@
 
 #include "platform/objstore_types.h"
 #include "platform/rapi.h"
+#include "platform/richink.h"
 #include "platform/types.h"
 
 // Core kernel services: errors, handles, versions, time, modules.
@@ -125,6 +126,21 @@
     (LPCWSTR directory, LPCWSTR prefix, UINT unique, LPWSTR result),          \
     (directory, prefix, unique, result))
 
+// Windows and the rich ink control: the hidden control that converts note
+// files to text and back.
+#define VORN_RICH_INK_CALLS(X)                                                 \
+  X(void, InitRichInkDLL, (), ())                                              \
+  X(HWND, CreateWindowExW,                                                     \
+    (DWORD exStyle, LPCWSTR className, LPCWSTR windowName, DWORD style, int x, \
+     int y, int width, int height, HWND parent, HMENU menu,                    \
+     HINSTANCE instance, void* param),                                         \
+    (exStyle, className, windowName, style, x, y, width, height, parent, menu, \
+     instance, param))                                                         \
+  X(BOOL, DestroyWindow, (HWND window), (window))                              \
+  X(LRESULT, SendMessageW,                                                     \
+    (HWND window, UINT message, WPARAM wParam, LPARAM lParam),                 \
+    (window, message, wParam, lParam))
+
 // Every service, with the member of platform::Services that answers it.
 #define VORN_ALL_SERVICES(S)                           \
   S(Kernel, kernel, VORN_KERNEL_CALLS)                 \
@@ -132,6 +148,7 @@
   S(Com, com, VORN_COM_CALLS)                          \
   S(Ui, ui, VORN_UI_CALLS)                             \
   S(ObjectStore, objectStore, VORN_OBJECT_STORE_CALLS) \
-  S(FileSystem, files, VORN_FILE_CALLS)
+  S(FileSystem, files, VORN_FILE_CALLS)                \
+  S(RichInk, richInk, VORN_RICH_INK_CALLS)
 
 #endif  // VORN_PLATFORM_CALLS_H_

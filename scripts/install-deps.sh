@@ -29,6 +29,11 @@ need tzdata test -e /usr/share/zoneinfo/Europe/Berlin
 need libclang-rt-14-dev sh -c 'ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a'
 need python3 command -v python3
 need python3-icalendar /usr/bin/python3 -c 'import icalendar'
+need bash-completion test -e /usr/share/bash-completion/bash_completion
+need help2man command -v help2man
+need lintian command -v lintian
+need dpkg-dev command -v dpkg-shlibdeps
+need file command -v file
 
 if ((${#packages[@]} > 0)); then
   echo "installing: ${packages[*]}" >&2

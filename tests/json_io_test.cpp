@@ -107,8 +107,7 @@ TEST_F(JsonIoTest, PimRefusesBadJsonNamingLineAndColumn) {
       Device("pim", {"add", "contacts", "{\"FirstName\": \"Ann\"\n \"x\"}"});
   EXPECT_EQ(add.exitCode, 2);
   ExpectOneLineNaming(add, "at line 2, column 4: ");
-  EXPECT_EQ(add.err.rfind("vorn-device: JSON: parse error", 0), 0u)
-      << add.err;
+  EXPECT_EQ(add.err.rfind("vorn-device: JSON: parse error", 0), 0u) << add.err;
   EXPECT_TRUE(ListContacts().empty());
 
   ProgramResult good =

@@ -91,7 +91,7 @@ TEST(RecordHandlerTest, AddRecordCountsItsStatusTwice) {
 
 TEST(RecordHandlerTest, AddRecordWithTheBaseDecoderCountsTenBytes) {
   InProcessHandheld handheld;
-  auto frames = handheld.Exchange({PacketBuilder(2, 5).U32(77).packet()}, 5);
+  auto frames = handheld.Exchange({PacketBuilder(2, 4).U32(77).packet()}, 4);
   EXPECT_EQ(frames[0], Cat({Bytes{0, 1}, LE32(0), LE32(77)}));
 }
 

@@ -6,7 +6,8 @@
 namespace cli_common {
 
 void ConfigureProgram(CLI::App& app, const std::string& version) {
-  app.set_version_flag("--version", version, "print the version and exit");
+  app.set_version_flag("--version", app.get_name() + " " + version,
+                       "print the version (and the commit) and exit");
   app.set_help_flag("-h,--help", "print this help and exit");
   app.require_subcommand(1);
 }

@@ -7,6 +7,7 @@
 #include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
 #include "cli/vorn/hex.h"
+#include "vorn_version.h"
 
 namespace vorn_cli {
 
@@ -297,7 +298,7 @@ void DefineCommands(CLI::App& app, CommandLine& line,
                     std::function<int()>& work) {
   app.description(kDescription);
   app.footer(kFooter);
-  cli_common::ConfigureProgram(app, VORN_VERSION);
+  cli_common::ConfigureProgram(app, VORN_VERSION_LINE);
   // Options a command does not know go on to `vorn` itself, so the global
   // options may follow the command. Subcommands take this over.
   app.fallthrough();

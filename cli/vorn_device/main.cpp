@@ -3,6 +3,7 @@
 
 #include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/commands.h"
+#include "vorn_version.h"
 
 int main(int argc, char** argv) {
   CLI::App app(
@@ -10,7 +11,7 @@ int main(int argc, char** argv) {
       "named\nright after the command.",
       "vorn-device");
   app.footer("'vorn-device COMMAND --help' describes one command.");
-  cli_common::ConfigureProgram(app, VORN_VERSION);
+  cli_common::ConfigureProgram(app, VORN_VERSION_LINE);
   cli::Work work;
   cli::DefineInit(app, work);
   cli::DefineServe(app, work);

@@ -29,6 +29,30 @@ def time(y, m, d):
 
 john = contact([(31, 'John'), (33, 'Smith'), (2, time(1970, 5, 17)),
                 (6, 'john@example.org'), (50, 'notes')])
+def pwi_record(rtype, rid, payload):
+    payload += b'\0' * (-len(payload) % 4)
+    return struct.pack('<HHH', rtype, rid, len(payload) // 4) + payload
+
+
+def pwi_paragraph(rid, coded):
+    return pwi_record(0x41, rid, bytes(24) + coded + b'\0')
+
+
+PWI_HEADER = b'{\\pwi\x15\0\0\x01\x01\x06\0\0\0'
+PWI_END = struct.pack('<HHHH', 0x82, 9, 3, 0x82) + bytes(10)
+pwi_text = (PWI_HEADER + pwi_paragraph(0x23, b'\xe5\x02\0Hello\xc4\x00') +
+            pwi_paragraph(0x25, b'caf\xc1\xe9\xc4\x04\xb1\x0e\xc4\x00') +
+            PWI_END)
+pwi_ink = (PWI_HEADER + pwi_record(0x99, 0x30, bytes(12)) +
+           struct.pack('<HHH', 0x55, 0, 5) + b'RIFF!' +
+           pwi_paragraph(0x23, b'I\x99\x80m\xc4\x00') + PWI_END)
+pwi_list = (PWI_HEADER +
+            pwi_record(0x40, 8, struct.pack('<6I', 2, 2, 8, 2, 0, 0) +
+                       struct.pack('<4H', 1, 4, 0x25, 0) +
+                       struct.pack('<4H', 1, 4, 0x23, 0)) +
+            pwi_paragraph(0x23, b'one\xc4\x00') +
+            pwi_paragraph(0x25, b'two\xc4\x00') + PWI_END)
+
 seeds = {
     'session_fuzzer': {
         'end': frame([1, 1]),
@@ -48,6 +72,12 @@ seeds = {
         'john': john,
         'unknown_id': contact([(99, 'x'), (31, 'A')]),
         'empty': struct.pack('<I', 0),
+    },
+    'note_file_fuzzer': {
+        'text': pwi_text,
+        'ink_and_sound': pwi_ink,
+        'paragraph_list': pwi_list,
+        'header_only': PWI_HEADER,
     },
 }
 for target, files in seeds.items():
