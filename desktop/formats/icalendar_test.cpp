@@ -271,6 +271,46 @@ TEST(ICalendar, ForeignCalendarIsReadWithOneWarningLinePerItem) {
             std::string::npos);
 }
 
+TEST(ICalendar, OtherProgramsWaysOfSayingTheSameAreRead) {
+  const std::string text =
+      "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:x\r\n"
+      "BEGIN:VEVENT\r\nUID:e1\r\nDTSTAMP:20260101T000000Z\r\n"
+      "DTSTART:20260301T100000\r\nDTEND:20260301T110000\r\n"
+      "SUMMARY:Absolute alarm\r\nSTATUS:TENTATIVE\r\n"
+      "BEGIN:VALARM\r\nACTION:DISPLAY\r\nDESCRIPTION:x\r\n"
+      "TRIGGER;VALUE=DATE-TIME:20260301T094500\r\nEND:VALARM\r\n"
+      "END:VEVENT\r\n"
+      "BEGIN:VEVENT\r\nUID:lost\r\nDTSTAMP:20260101T000000Z\r\n"
+      "RECURRENCE-ID:20260301T100000\r\nDTSTART:20260301T120000\r\n"
+      "SUMMARY:Orphan\r\nEND:VEVENT\r\n"
+      "BEGIN:VTODO\r\nUID:t1\r\nDTSTAMP:20260101T000000Z\r\n"
+      "SUMMARY:Done\r\nPRIORITY:9\r\nCOMPLETED:20260102T000000Z\r\n"
+      "DUE:20260105T170000\r\n"
+      "BEGIN:VALARM\r\nACTION:DISPLAY\r\nDESCRIPTION:x\r\n"
+      "TRIGGER:-PT2H\r\nEND:VALARM\r\nEND:VTODO\r\n"
+      "BEGIN:VJOURNAL\r\nUID:j1\r\nDTSTAMP:20260101T000000Z\r\n"
+      "END:VJOURNAL\r\n"
+      "END:VCALENDAR\r\n";
+  CalendarItems items = Read(text, IcalZone());
+  ASSERT_EQ(items.appointments.size(), 1u);
+  const Appointment& a = items.appointments[0];
+  EXPECT_TRUE(a.reminder_set);
+  EXPECT_EQ(a.reminder_minutes, 15u);
+  EXPECT_EQ(a.busy_status, 1u);
+  ASSERT_EQ(items.tasks.size(), 1u);
+  const Task& t = items.tasks[0];
+  EXPECT_TRUE(t.complete);
+  EXPECT_EQ(t.importance, 0u);
+  EXPECT_EQ(t.due_date, At(2026, 1, 5));
+  EXPECT_TRUE(t.reminder_set);
+  EXPECT_EQ(t.reminder_time, At(2026, 1, 4, 22, 0));  // DUE as a date
+  ASSERT_EQ(items.warnings.size(), 2u);
+  EXPECT_NE(items.warnings[0].find("VJOURNAL: not kept"), std::string::npos);
+  EXPECT_EQ(items.warnings[1],
+            "appointment \"Orphan\" (lost): not kept: a changed occurrence "
+            "of a series not in the file");
+}
+
 TEST(ICalendar, NotICalendarIsAnError) {
   EXPECT_FALSE(ICalendarReader::Parse("hello", IcalZone()).ok());
   EXPECT_FALSE(
