@@ -24,9 +24,11 @@ need nlohmann-json3-dev test -e /usr/include/nlohmann/json.hpp
 need libcli11-dev test -e /usr/include/CLI/CLI.hpp
 need libical-dev test -e /usr/include/libical/ical.h
 need pkg-config command -v pkg-config
+need uuid-dev test -e /usr/include/uuid/uuid.h
 need tzdata test -e /usr/share/zoneinfo/Europe/Berlin
 need libclang-rt-14-dev sh -c 'ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a'
 need python3 command -v python3
+need python3-icalendar /usr/bin/python3 -c 'import icalendar'
 need bash-completion test -e /usr/share/bash-completion/bash_completion
 need help2man command -v help2man
 need lintian command -v lintian

@@ -1,4 +1,5 @@
-// vorn export DIR: every contact as one vCard file.
+// vorn export DIR: every contact as one vCard file, every appointment and
+// task as one iCalendar file.
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -6,6 +7,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/formats/contact.h"
@@ -40,6 +42,8 @@ std::string FileNamePart(const std::string& name) {
 }  // namespace
 
 int RunExport(const CommandLine& line, const std::string& dir) {
+  auto zone = desktop::IcalZone::Named(line.tz);
+  if (!zone.ok()) return Fail(zone.status().message());
   if (mkdir(dir.c_str(), 0777) != 0 && errno != EEXIST) {
     return Fail("cannot create " + dir + ": " + std::strerror(errno));
   }
@@ -59,6 +63,8 @@ int RunExport(const CommandLine& line, const std::string& dir) {
   auto batch = client.GetRecords(protocol::DataType::kContacts, list->oids,
                                  desktop::Contact::PropertyKindOf);
   if (!batch.ok()) return Fail(batch.status().message());
+  auto calendar = FetchCalendar(client);
+  if (!calendar.ok()) return Fail(calendar.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
 
   std::size_t written = 0, unnamed = 0, failed = 0;
@@ -87,13 +93,17 @@ int RunExport(const CommandLine& line, const std::string& dir) {
     bytes += card.size();
   }
   failed += batch->missing.size();
+  CalendarFiles items = WriteCalendarFiles(dir, *calendar, *zone);
+  failed += items.failed;
   if (line.json) {
     desktop::Json out = desktop::Json::object();
     out["directory"] = dir;
     out["exported"] = written;
     out["without_name"] = unnamed;
     out["failed"] = failed;
-    out["bytes"] = bytes;
+    out["bytes"] = bytes + items.bytes;
+    out["appointments"] = items.appointments;
+    out["tasks"] = items.tasks;
     std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     std::printf("exported %zu contact%s to %s (%llu bytes", written,
@@ -101,8 +111,16 @@ int RunExport(const CommandLine& line, const std::string& dir) {
                 static_cast<unsigned long long>(bytes));
     if (unnamed) std::printf(", %zu without a name", unnamed);
     std::printf(")\n");
+    if (items.appointments + items.tasks > 0) {
+      std::printf(
+          "exported %zu appointment%s and %zu task%s as .ics (%llu "
+          "bytes)\n",
+          items.appointments, items.appointments == 1 ? "" : "s", items.tasks,
+          items.tasks == 1 ? "" : "s",
+          static_cast<unsigned long long>(items.bytes));
+    }
     if (failed)
-      std::printf("%zu contact%s could not be exported\n", failed,
+      std::printf("%zu record%s could not be exported\n", failed,
                   failed == 1 ? "" : "s");
   }
   return failed ? 1 : 0;

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "cli/common/command_line_parser.h"
+#include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
 #include "cli/vorn/hex.h"
 #include "desktop/transport/rapi_invocation.h"
@@ -120,18 +121,37 @@ void DefineRecordCommands(CLI::App& app, const CommandLine& line,
 
   auto oids = std::make_shared<std::vector<std::uint32_t>>();
   auto vcard = std::make_shared<bool>(false);
+  auto ics = std::make_shared<bool>(false);
   CLI::App* get = Command(
-      app, "get", "records (contacts are decoded)",
-      "Fetches records by object id. Contacts are shown field by field, as\n"
-      "vCard 4.0 (--vcard) or as a JSON array (--json); records of the other\n"
-      "types are shown as the reply bytes in hex.");
+      app, "get", "records (contacts, appointments, tasks are decoded)",
+      "Fetches records by object id. Contacts, appointments and tasks are\n"
+      "shown field by field, as a JSON array (--json), contacts as vCard 4.0\n"
+      "(--vcard), appointments and tasks as one iCalendar 2.0 calendar\n"
+      "(--ics; UIDs from the handheld's machine id, times in the zone of\n"
+      "--tz, else floating). Records of the other types are shown as the\n"
+      "reply bytes in hex.");
   AddType(*get, *type);
   AddOids(*get, *oids);
   get->add_flag("--vcard", *vcard, "contacts as vCard 4.0");
-  get->callback([&, type, oids, vcard] {
-    if (*vcard && line.json) BadArgument("give either --vcard or --json");
+  get->add_flag("--ics", *ics, "appointments and tasks as iCalendar 2.0");
+  get->callback([&, type, oids, vcard, ics] {
+    if ((*vcard || *ics) && line.json) {
+      BadArgument("give either --vcard, --ics or --json");
+    }
     if (*vcard && *type != protocol::DataType::kContacts) {
       BadArgument("--vcard is for contacts");
+    }
+    const bool calendar = *type == protocol::DataType::kAppointments ||
+                          *type == protocol::DataType::kTasks;
+    if (*ics && !calendar) BadArgument("--ics is for appointments and tasks");
+    if (calendar) {
+      work = [&, type, oids, ics] {
+        return RunGetCalendar(line, *type, *oids,
+                              *ics        ? CalendarOutput::kIcs
+                              : line.json ? CalendarOutput::kJson
+                                          : CalendarOutput::kText);
+      };
+      return;
     }
     work = [&, type, oids, vcard] {
       return RunGet(line, *type, *oids, *vcard);
@@ -140,13 +160,24 @@ void DefineRecordCommands(CLI::App& app, const CommandLine& line,
 
   auto file = std::make_shared<std::string>();
   CLI::App* put = Command(
-      app, "put", "add or update contacts from .json/.vcf",
+      app, "put", "add or update records from .json/.vcf/.ics",
       "Writes the contacts of FILE to the handheld: a JSON object or array of\n"
       "objects (field names as in `vorn get contacts OID --json`), or a vCard\n"
       "file (.vcf). A contact with an object id (\"oid\", X-VORN-OID) "
       "replaces\n"
-      "that record; one without is added. Prints the resulting object ids.");
-  put->add_option("FILE", *file, "a .json or .vcf file")->required();
+      "that record; one without is added. Prints the resulting object ids.\n"
+      "\n"
+      "Appointments and tasks come from an iCalendar file (.ics: VEVENT and\n"
+      "VTODO, times converted into the zone of --tz) or from JSON as `vorn\n"
+      "get appointments|tasks OID --json` prints it. A JSON object is an\n"
+      "appointment or a task by its \"type\" (\"appointment\", \"task\"),\n"
+      "else by its members: DueDate, StartDate, Complete, Importance or\n"
+      "ReminderTime make a task; Start, End, Location, AllDayEvent or\n"
+      "BusyStatus an appointment; a file holds either contacts or these.\n"
+      "What the handheld cannot hold (attendees, a second alarm, other\n"
+      "programs' properties) is left out and reported on standard error, one\n"
+      "line per item.");
+  put->add_option("FILE", *file, "a .json, .vcf or .ics file")->required();
   put->callback(
       [&, file] { work = [&, file] { return RunPut(line, *file); }; });
 
@@ -194,9 +225,12 @@ void DefineFileCommands(CLI::App& app, const CommandLine& line,
 
   auto dir = std::make_shared<std::string>();
   CLI::App* exporting = Command(
-      app, "export", "every contact as DIR/*.vcf",
+      app, "export", "every contact, appointment and task into DIR",
       "Writes every contact of the handheld to DIR (created if missing) as\n"
-      "OID-Name.vcf, vCard 4.0, and prints a short summary.");
+      "OID-Name.vcf, vCard 4.0, every appointment and task as UUID.ics,\n"
+      "iCalendar 2.0, named after its UID (urn:uuid:UUID, from the handheld's\n"
+      "machine id, the data type and the object id; times in the zone of\n"
+      "--tz, else floating), and prints a short summary.");
   exporting->add_option("DIR", *dir, "the directory")->required();
   exporting->callback(
       [&, dir] { work = [&, dir] { return RunExport(line, *dir); }; });
@@ -297,6 +331,16 @@ void DefineCommands(CLI::App& app, CommandLine& line,
                                       "a device image, served by vorn-device");
   image->type_name("IMAGE")->excludes(device);
   app.add_flag("--json", line.json, "print the result as JSON");
+  app.add_option_function<std::string>(
+         "--tz",
+         [&line](const std::string& name) {
+           Result<desktop::IcalZone> zone = desktop::IcalZone::Named(name);
+           if (!zone.ok()) BadArgument(zone.status().message());
+           line.tz = name;
+         },
+         "the handheld's time zone (IANA name) for iCalendar; no command\n"
+         "tells it. Default: floating local times")
+      ->type_name("ZONE");
 
   DefineRecordCommands(app, line, work);
   DefineFileCommands(app, line, work);

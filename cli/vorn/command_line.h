@@ -24,6 +24,7 @@ struct CommandLine {
   std::string password_key;             // --password-key N (remote API)
   std::string image;                    // --image IMAGE
   bool json = false;                    // --json
+  std::string tz;  // --tz ZONE: the handheld's time zone (IANA name)
 };
 
 // Defines every command of `vorn` on `app`, with its global options bound

@@ -1,9 +1,11 @@
-// vorn put FILE: add or update contacts from a JSON or vCard file.
+// vorn put FILE: add or update contacts from a JSON or vCard file;
+// appointments and tasks go on to RunPutCalendar.
 #include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
 
+#include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/formats/contact.h"
@@ -27,6 +29,9 @@ int RunPut(const CommandLine& line, const std::string& path) {
   if (!file) return Fail("cannot read " + path);
   std::stringstream text;
   text << file.rdbuf();
+  if (IsCalendarFile(path, text.str())) {
+    return RunPutCalendar(line, path, text.str());
+  }
   auto contacts = EndsWithVcf(path)
                       ? desktop::VCard::Parse(text.str())
                       : desktop::ContactJson::ParseDocument(text.str());

@@ -1,8 +1,40 @@
 #include "desktop/wire/wire_record.h"
 
+#include "protocol/calendar_fields.h"
 #include "protocol/wire.h"
 
 namespace desktop {
+namespace {
+
+// Reads the exception records that follow an appointment's recurrence
+// block and appends their bytes to `value`.
+Status ReadExceptions(ReplyReader& reader, std::vector<std::uint8_t>& value) {
+  const std::uint32_t count =
+      protocol::GetU32(value.data() + protocol::kRecurExceptionCount);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    Result<std::vector<std::uint8_t>> record =
+        reader.Bytes(protocol::kExceptionRecordSize, "exception record");
+    if (!record.ok()) return record.status();
+    value.insert(value.end(), record->begin(), record->end());
+    for (std::size_t at :
+         {protocol::kExceptSubjectPresent, protocol::kExceptLocationPresent,
+          protocol::kExceptBodyPresent}) {
+      if (protocol::GetU32(record->data() + at) == 0) continue;
+      Result<std::uint32_t> size = reader.U32("exception string");
+      if (!size.ok()) return size.status();
+      Result<std::vector<std::uint8_t>> text =
+          reader.Bytes(*size, "exception string");
+      if (!text.ok()) return text.status();
+      std::uint8_t word[4];
+      protocol::PutU32(word, *size);
+      value.insert(value.end(), word, word + 4);
+      value.insert(value.end(), text->begin(), text->end());
+    }
+  }
+  return Status::Ok();
+}
+
+}  // namespace
 
 Result<WireRecord> WireRecord::Read(ReplyReader& reader,
                                     const PropertyKindFn& layout) {
@@ -52,10 +84,14 @@ Result<WireRecord> WireRecord::Read(ReplyReader& reader,
         property.value = *v;
         break;
       }
-      case PropertyKind::kBlob: {
+      case PropertyKind::kBlob:
+      case PropertyKind::kBlobAndExceptions: {
         Result<std::vector<std::uint8_t>> v =
             reader.Bytes(protocol::kRecurrenceBlockSize, "blob property");
         if (!v.ok()) return v.status();
+        if (*kind == PropertyKind::kBlobAndExceptions) {
+          VORN_RETURN_IF_ERROR(ReadExceptions(reader, *v));
+        }
         property.value = std::move(*v);
         break;
       }

@@ -26,6 +26,11 @@ enum class PropertyKind {
   kString,  // counted UTF-16 string
   kTime,    // 16-byte time record
   kBlob,    // the 98-byte recurrence block
+  // The 98-byte recurrence block of an appointment, then as many exception
+  // records as its u32 at offset 94 counts: each 80 bytes, then a counted
+  // string for each of its presence words (offsets 68, 72, 76) that is not
+  // zero. The value holds all of these bytes as they came.
+  kBlobAndExceptions,
 };
 
 // The kind of a property id of one data type; nullopt for an id the type
