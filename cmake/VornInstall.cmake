@@ -8,7 +8,7 @@
 #     PREFIX/share/bash-completion/completions/  vorn, vorn-device
 
 set(VORN_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/vorn)
-install(FILES ${PROJECT_SOURCE_DIR}/data/contacts.json
+install(FILES ${PROJECT_SOURCE_DIR}/data/contacts.json ${PROJECT_SOURCE_DIR}/data/calendar.ics
         DESTINATION ${CMAKE_INSTALL_DATADIR}/vorn)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md
               ${PROJECT_SOURCE_DIR}/docs/architecture.md

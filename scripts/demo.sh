@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The main job on the embedded default: builds Vorn, makes a demo handheld
-# from the sample contacts in data/contacts.json, serves it on loopback and
-# exports every contact to vCard files with the desktop tool.
+# from the sample contacts in data/contacts.json and the sample calendar in
+# data/calendar.ics, serves it on loopback and exports every contact as
+# vCard and every appointment and task as iCalendar with the desktop tool.
 #
 #   scripts/demo.sh [OUT_DIR]      (default: out/demo)
 set -euo pipefail
@@ -25,6 +26,9 @@ echo "== building the demo handheld $image"
 "$bin/vorn-device" init "$image" --machine-id VORN-DEMO-0001 --tz Europe/Berlin
 "$bin/vorn" --image "$image" put data/contacts.json >"$out/loaded.txt"
 echo "   $(wc -l <"$out/loaded.txt") sample contacts loaded from data/contacts.json"
+"$bin/vorn" --image "$image" --tz Europe/Berlin put data/calendar.ics >"$out/calendar.txt"
+echo "   $(grep -c appointment "$out/calendar.txt") appointments and" \
+  "$(grep -c task "$out/calendar.txt") tasks loaded from data/calendar.ics"
 
 echo "== serving it on loopback"
 "$bin/vorn-device" serve "$image" --listen 127.0.0.1:0 2>"$out/serve.log" &
@@ -39,11 +43,12 @@ done
 [[ -n $address ]] || { echo "the handheld did not start listening" >&2; exit 1; }
 echo "   listening on $address"
 
-echo "== exporting every contact"
+echo "== exporting every contact, appointment and task"
 "$bin/vorn" --device "$address" info
-"$bin/vorn" --device "$address" export "$out/vcards"
+"$bin/vorn" --device "$address" --tz Europe/Berlin export "$out/export"
 
 kill -INT "$server"
 wait "$server" || true
 trap - EXIT
-echo "== done: $(ls "$out/vcards" | wc -l) vCard files in $out/vcards"
+echo "== done: $(ls "$out/export"/*.vcf | wc -l) vCard and" \
+  "$(ls "$out/export"/*.ics | wc -l) iCalendar files in $out/export"
