@@ -25,6 +25,9 @@ need libcli11-dev test -e /usr/include/CLI/CLI.hpp
 need tzdata test -e /usr/share/zoneinfo/Europe/Berlin
 need libclang-rt-14-dev sh -c 'ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a'
 need python3 command -v python3
+need python3-vobject python3 -c 'import vobject'
+need libssl-dev test -e /usr/include/openssl/evp.h
+need uuid-dev test -e /usr/include/uuid/uuid.h
 
 if ((${#packages[@]} > 0)); then
   echo "installing: ${packages[*]}" >&2

@@ -1,0 +1,97 @@
+#include "desktop/sync/directory_applier.h"
+
+#include "desktop/sync/content_hash.h"
+#include "desktop/sync/record_uid.h"
+
+namespace desktop {
+namespace {
+
+constexpr std::size_t kBatch = 500;
+
+}  // namespace
+
+Status DirectoryApplier::Commit(std::vector<std::string>& written) {
+  VORN_RETURN_IF_ERROR(files_.CommitStaged());
+  for (const std::string& uid : written) {
+    ItemState& item = state_.items[uid];
+    Result<std::optional<DirectoryEntry>> entry = files_.Stat(item.file);
+    if (!entry.ok()) return entry.status();
+    if (entry->has_value()) {
+      item.file_size = (*entry)->size;
+      item.file_mtime = (*entry)->mtime;
+    }
+  }
+  written.clear();
+  return Status::Ok();
+}
+
+Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
+  std::vector<std::string> written;
+  for (const Pull& pull : pulls) {
+    if (pull.remove) {
+      if (!pull.file.empty()) {
+        Result<bool> removed = files_.RemoveFile(pull.file);
+        if (!removed.ok()) return removed.status();
+        if (*removed) ++summary_.deleted;
+      }
+      state_.items.erase(pull.uid);
+      continue;
+    }
+    std::string file =
+        pull.file.empty() ? RecordUid::FileStem(pull.uid) + adapter_.extension()
+                          : pull.file;
+    Result<std::optional<std::string>> existing = files_.ReadFile(file);
+    if (!existing.ok()) return existing.status();
+    std::string old = existing->value_or("");
+    bool known = state_.items.count(pull.uid) != 0;
+    ItemState& item = state_.items[pull.uid];
+    item.uid = pull.uid;
+    item.oid = pull.oid;
+    item.handheld_hash = pull.hash;
+    item.file = file;
+    if (existing->has_value()) {
+      // A file that holds the content already is left as it is (its REV
+      // included).
+      Result<DesktopItem> current = adapter_.FromFile(old);
+      if (current.ok() && current->canonical == pull.canonical &&
+          current->uid == pull.uid) {
+        ++summary_.unchanged;
+        item.file_hash = ContentHash::Of(old);
+        written.push_back(pull.uid);  // refreshes the stamps
+        continue;
+      }
+    }
+    Result<std::string> text =
+        adapter_.ToFile(pull.canonical, old, pull.uid, rev_);
+    if (!text.ok()) {
+      // A file that no longer parses is replaced whole.
+      text = adapter_.ToFile(pull.canonical, "", pull.uid, rev_);
+      if (!text.ok()) return text.status();
+    }
+    ++(known ? summary_.changed : summary_.added);
+    item.file_hash = ContentHash::Of(*text);
+    VORN_RETURN_IF_ERROR(files_.StageFile(file, *text));
+    written.push_back(pull.uid);
+    if (written.size() >= kBatch) VORN_RETURN_IF_ERROR(Commit(written));
+  }
+  return Commit(written);
+}
+
+Status DirectoryApplier::KeepCopies(const std::vector<ConflictCopy>& copies) {
+  bool any = false;
+  for (const ConflictCopy& copy : copies) {
+    summary_.conflicts.push_back(copy.line);
+    any = any || !copy.name.empty();
+  }
+  if (!any) return Status::Ok();
+  Result<std::unique_ptr<MirrorDirectory>> dir =
+      top_.OpenSubdirectory(kConflictDir);
+  if (!dir.ok()) return dir.status();
+  for (const ConflictCopy& copy : copies) {
+    if (copy.name.empty()) continue;
+    VORN_RETURN_IF_ERROR((*dir)->WriteFileDurably(copy.name, copy.text));
+  }
+  return Status::Ok();
+}
+
+}  // namespace desktop

@@ -1,0 +1,46 @@
+// Finds what changed in a collection directory since the last run, by
+// comparing each file with what the state says the last run left there:
+// a file whose size and modification time are unchanged is taken as
+// unchanged; otherwise its content hash decides. Files that do not parse
+// as one item are left alone and reported.
+#ifndef VORN_DESKTOP_SYNC_DIRECTORY_SCANNER_H_
+#define VORN_DESKTOP_SYNC_DIRECTORY_SCANNER_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "desktop/sync/mirror_directory.h"
+#include "desktop/sync/sync_adapter.h"
+#include "desktop/sync/sync_changes.h"
+#include "desktop/sync/sync_state.h"
+
+namespace desktop {
+
+class DirectoryScanner {
+ public:
+  DirectoryScanner(const SyncAdapter& adapter, MirrorDirectory& files,
+                   CollectionState& state, std::vector<std::string>& notes)
+      : adapter_(adapter), files_(files), state_(state), notes_(notes) {}
+
+  // Every change of the directory. Unchanged files whose time stamps moved
+  // get their new stamps in the state.
+  Result<std::vector<DesktopChange>> Scan();
+
+  // The change of the file of one item, if any.
+  Result<std::optional<DesktopChange>> ScanItem(ItemState& item);
+
+ private:
+  // Reads and parses `entry`; nullopt (with a note) when it does not parse.
+  Result<std::optional<DesktopChange>> Read(const DirectoryEntry& entry,
+                                            SideChange kind);
+
+  const SyncAdapter& adapter_;
+  MirrorDirectory& files_;
+  CollectionState& state_;
+  std::vector<std::string>& notes_;
+};
+
+}  // namespace desktop
+
+#endif  // VORN_DESKTOP_SYNC_DIRECTORY_SCANNER_H_
