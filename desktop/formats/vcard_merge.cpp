@@ -105,11 +105,13 @@ Result<std::string> VCardMerge::Merge(const Contact& contact,
   if (existing.empty()) return card;
   Result<std::vector<std::string>> kept = ForeignLines(existing);
   if (!kept.ok()) return kept.status();
-  constexpr std::string_view kEnd = "END:VCARD\r\n";
-  if (!card.ends_with(kEnd)) return Status::Error("unexpected card text");
-  card.resize(card.size() - kEnd.size());
-  for (const std::string& line : *kept) card += VCard::FoldLine(line);
-  card += kEnd;
+  // The kept lines go first: where a property fills a single field (a
+  // mobile number), the handheld's own line after them is the one read.
+  constexpr std::string_view kHead = "BEGIN:VCARD\r\nVERSION:4.0\r\n";
+  if (!card.starts_with(kHead)) return Status::Error("unexpected card text");
+  std::string kept_text;
+  for (const std::string& line : *kept) kept_text += VCard::FoldLine(line);
+  card.insert(kHead.size(), kept_text);
   return card;
 }
 

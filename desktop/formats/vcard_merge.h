@@ -7,7 +7,9 @@
 // CATEGORIES, NOTE, UID, REV and every X-VORN- property, and those EMAIL and
 // TEL properties whose values VCard::Parse placed into one of the contact's
 // fields (the first three e-mail addresses, the numbers it has slots for).
-// Everything else is kept, in its order, before END.
+// Everything else is kept, in its order, right after VERSION (so that the
+// handheld's own lines, which follow, are the ones a reader takes where a
+// property fills a single field).
 #ifndef VORN_DESKTOP_FORMATS_VCARD_MERGE_H_
 #define VORN_DESKTOP_FORMATS_VCARD_MERGE_H_
 
@@ -21,8 +23,8 @@ namespace desktop {
 
 class VCardMerge {
  public:
-  // The card for `contact` (VCard::Write, with its uid and rev) followed by
-  // the properties of `existing` that the handheld does not own. An empty
+  // The card for `contact` (VCard::Write, with its uid and rev) with the
+  // properties of `existing` that the handheld does not own. An empty
   // `existing` gives the plain card. Fails when `existing` is not one
   // parseable vCard.
   static Result<std::string> Merge(const Contact& contact,

@@ -39,7 +39,9 @@ Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
     return std::optional<DesktopChange>(std::move(gone));
   }
   const DirectoryEntry& e = **entry;
-  if (e.size == item.file_size && e.mtime == item.file_mtime) {
+  // An empty hash marks a file the engine knows to differ from the record.
+  if (e.size == item.file_size && e.mtime == item.file_mtime &&
+      !item.file_hash.empty()) {
     return std::optional<DesktopChange>();
   }
   Result<std::optional<DesktopChange>> change = Read(e, SideChange::kChanged);
