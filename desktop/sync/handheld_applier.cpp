@@ -30,7 +30,9 @@ void HandheldApplier::Recover(CollectionState& state,
     item.uid = uid;
     item.oid = match->oid;
     item.file = write.file;
-    item.file_hash = write.file_hash;
+    // A file without a UID of its own still has to get the record's: an
+    // empty hash makes the directory scan take it for a changed file.
+    item.file_hash = write.uid.empty() ? std::string() : write.file_hash;
     item.file_size = 0;  // unknown: the next look hashes the file
     item.file_mtime = 0;
     item.handheld_hash = write.sent_hash;

@@ -238,6 +238,8 @@ Result<std::vector<DesktopChange>> SyncEngine::DirectorySide() {
   if (!options_.two_way && !summary_.full) {
     return std::vector<DesktopChange>();
   }
+  // Temporary files of runs cut short are swept (nothing is staged yet).
+  VORN_RETURN_IF_ERROR(files_->RemoveStrayTemporaries());
   DirectoryScanner scanner(adapter_, *files_, collection(), summary_.notes);
   Result<std::vector<DesktopChange>> changes = scanner.Scan();
   if (!changes.ok() || options_.two_way) return changes;
@@ -286,6 +288,9 @@ Status SyncEngine::ApplyPlan(const SyncPlan& plan) {
   for (const std::string& uid : plan.forgotten) items.items.erase(uid);
   for (const auto& [h, d] : plan.agreed) {
     ItemState& item = items.items[h.uid];
+    item.uid = h.uid;
+    item.oid = h.oid;
+    item.file = d.file;
     item.file_hash = d.hash;
     item.file_size = d.entry.size;
     item.file_mtime = d.entry.mtime;

@@ -86,6 +86,7 @@ void SyncReconciler::Conflict(const HandheldChange& h, const DesktopChange& d,
     }
     // A record the handheld deleted comes back as a new one.
     plan.pushes.push_back(PushOf(d, h_gone));
+    if (!h_gone) plan.pushes.back().oid = h.oid;
   }
   copy.line =
       "conflict " + d.file + ": " + what + "; kept the " +
@@ -117,7 +118,15 @@ SyncPlan SyncReconciler::Plan(std::vector<HandheldChange> handheld,
   });
 
   std::map<std::string, const DesktopChange*> by_uid;
-  for (const DesktopChange& d : desktop) {
+  std::map<std::string, bool> handheld_uids;
+  for (const HandheldChange& h : handheld) handheld_uids[h.uid] = true;
+  for (DesktopChange& d : desktop) {
+    // A new file with the UID of a record the handheld reports is that
+    // record's file (written by a run cut before its state was saved).
+    if (d.kind == SideChange::kAdded && !d.uid.empty() &&
+        state_.items.count(d.uid) == 0 && handheld_uids.count(d.uid) != 0) {
+      d.kind = SideChange::kChanged;
+    }
     if (d.kind != SideChange::kAdded) by_uid[d.uid] = &d;
   }
   for (const HandheldChange& h : handheld) {
