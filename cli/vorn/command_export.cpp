@@ -8,9 +8,11 @@
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
+#include "desktop/base/utf16.h"
 #include "desktop/formats/contact.h"
 #include "desktop/formats/json_text.h"
 #include "desktop/formats/vcard.h"
+#include "desktop/sync/record_uid.h"
 
 namespace vorn_cli {
 
@@ -59,6 +61,9 @@ int RunExport(const CommandLine& line, const std::string& dir) {
   auto batch = client.GetRecords(protocol::DataType::kContacts, list->oids,
                                  desktop::Contact::PropertyKindOf);
   if (!batch.ok()) return Fail(batch.status().message());
+  // Cards carry the same UIDs as those `vorn sync` writes.
+  auto machine = client.GetMachineId();
+  if (!machine.ok()) return Fail(machine.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
 
   std::size_t written = 0, unnamed = 0, failed = 0;
@@ -75,6 +80,9 @@ int RunExport(const CommandLine& line, const std::string& dir) {
     if (name == "(no name)") ++unnamed;
     std::string path = dir + "/" + std::to_string(record.oid) + "-" +
                        FileNamePart(name) + ".vcf";
+    contact->uid = desktop::RecordUid::ForRecord(desktop::Utf16ToUtf8(*machine),
+                                                 protocol::DataType::kContacts,
+                                                 record.oid);
     std::string card = desktop::VCard::Write(*contact);
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << card;
