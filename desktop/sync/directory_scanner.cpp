@@ -41,7 +41,7 @@ Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
   const DirectoryEntry& e = **entry;
   // An empty hash marks a file the engine knows to differ from the record.
   if (e.size == item.file_size && e.mtime == item.file_mtime &&
-      !item.file_hash.empty()) {
+      e.mtime < trusted_before_ && !item.file_hash.empty()) {
     return std::optional<DesktopChange>();
   }
   Result<std::optional<DesktopChange>> change = Read(e, SideChange::kChanged);

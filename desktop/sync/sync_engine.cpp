@@ -142,6 +142,7 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
   }
   summary_.full = !summary_.full_reason.empty();
   if (state) state_ = *state;
+  last_run_start_ = state_.last_run_epoch;
   // Pairings made with another handheld mean nothing for this one; the
   // files stay and are compared as new ones.
   if (state && state->machine_id != summary_.machine_id) {
@@ -240,7 +241,8 @@ Result<std::vector<DesktopChange>> SyncEngine::DirectorySide() {
   }
   // Temporary files of runs cut short are swept (nothing is staged yet).
   VORN_RETURN_IF_ERROR(files_->RemoveStrayTemporaries());
-  DirectoryScanner scanner(adapter_, *files_, collection(), summary_.notes);
+  DirectoryScanner scanner(adapter_, *files_, collection(), summary_.notes,
+                           TrustedBefore());
   Result<std::vector<DesktopChange>> changes = scanner.Scan();
   if (!changes.ok() || options_.two_way) return changes;
   // One-way: files the handheld does not have go; the others are
@@ -322,7 +324,8 @@ Status SyncEngine::ApplyLateChanges() {
     if (changes->empty()) continue;
     std::vector<DesktopChange> desktop;
     if (options_.two_way) {
-      DirectoryScanner scanner(adapter_, *files_, collection(), summary_.notes);
+      DirectoryScanner scanner(adapter_, *files_, collection(), summary_.notes,
+                               TrustedBefore());
       for (const HandheldChange& change : *changes) {
         auto item = collection().items.find(change.uid);
         if (item == collection().items.end()) continue;

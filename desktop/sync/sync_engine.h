@@ -131,6 +131,8 @@ class SyncEngine {
   Result<ChangeList> ChangedRecords();
   Status Finish();
   Status SaveState() { return state_.Save(top_); }
+  // File stamps older than the last run's start can be trusted.
+  std::int64_t TrustedBefore() const { return last_run_start_ * 1'000'000'000; }
   CollectionState& collection() {
     return state_.collections[adapter_.collection()];
   }
@@ -148,7 +150,8 @@ class SyncEngine {
   bool contract_exists_ = false;
   std::size_t applied_ = 0;  // change list entries applied so far
   std::int64_t run_start_ = 0;
-  std::string stamp_;  // REV of this run's writes
+  std::int64_t last_run_start_ = 0;  // of the run before, 0 if unknown
+  std::string stamp_;                // REV of this run's writes
   SyncState state_;
   SyncSummary summary_;
 };

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "desktop/sync/sync_engine_fixture.h"
+#include "desktop/sync/sync_engine_fixture_test.h"
 
 namespace desktop {
 namespace {

@@ -1,7 +1,7 @@
 // Shared by the SyncEngine tests: a scratch mirror directory, a scripted
 // handheld, and helpers that build its replies and read the mirror back.
-#ifndef VORN_DESKTOP_SYNC_SYNC_ENGINE_FIXTURE_H_
-#define VORN_DESKTOP_SYNC_SYNC_ENGINE_FIXTURE_H_
+#ifndef VORN_DESKTOP_SYNC_SYNC_ENGINE_FIXTURE_TEST_H_
+#define VORN_DESKTOP_SYNC_SYNC_ENGINE_FIXTURE_TEST_H_
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -202,4 +202,4 @@ class SyncEngineFixture : public ::testing::Test {
 
 }  // namespace desktop
 
-#endif  // VORN_DESKTOP_SYNC_SYNC_ENGINE_FIXTURE_H_
+#endif  // VORN_DESKTOP_SYNC_SYNC_ENGINE_FIXTURE_TEST_H_
