@@ -113,8 +113,9 @@ TEST(SyncKillTest, RunsKilledAnywhereLoseAndDuplicateNothing) {
     desktop::Contact card;
     card.SetText(31, desktop::Utf8ToUtf16(dname));
     std::string text = desktop::VCard::Write(card);
-    testing_support::WriteFileBytes(dir + "/contacts/" + dname + ".vcf",
-                                    {text.begin(), text.end()});
+    testing_support::WriteFileBytes(
+        (std::filesystem::path(dir) / "contacts" / (dname + ".vcf")).string(),
+        {text.begin(), text.end()});
     expected.insert(dname);
     if (round % 5 == 4) {
       // One deletion on each side.
@@ -126,7 +127,8 @@ TEST(SyncKillTest, RunsKilledAnywhereLoseAndDuplicateNothing) {
       handheld_oids.erase(handheld_oids.begin() +
                           static_cast<std::ptrdiff_t>(at));
       std::string victim = "D" + std::to_string(desktop_count - 3);
-      std::filesystem::path file = dir + "/contacts/" + victim + ".vcf";
+      std::filesystem::path file =
+          std::filesystem::path(dir) / "contacts" / (victim + ".vcf");
       if (std::filesystem::remove(file)) expected.erase(victim);
     }
     // A run takes some tens of milliseconds here: cuts fall anywhere in it

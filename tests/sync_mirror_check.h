@@ -94,7 +94,8 @@ inline std::size_t ExpectMirrorMatches(const std::vector<std::string>& handheld,
     auto oid = item.at("oid").get<std::uint32_t>();
     SCOPED_TRACE("file " + file + ", oid " + std::to_string(oid));
     EXPECT_TRUE(files.erase(file)) << "no such file";
-    auto card = desktop::VCard::Parse(ReadText(dir + "/contacts/" + file));
+    auto card = desktop::VCard::Parse(
+        ReadText((std::filesystem::path(dir) / "contacts" / file).string()));
     EXPECT_TRUE(card.ok() && card->size() == 1);
     if (!card.ok() || card->size() != 1) continue;
     EXPECT_EQ(card->front().uid, item.at("uid").get<std::string>());

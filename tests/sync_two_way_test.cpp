@@ -123,7 +123,10 @@ class SyncTwoWayTest : public ::testing::Test {
     if (!std::filesystem::exists(dir_ + "/.vorn-conflicts")) return 0;
     for (const auto& entry :
          std::filesystem::directory_iterator(dir_ + "/.vorn-conflicts")) {
-      n += entry.path().filename().string().ends_with("-" + side + ".vcf");
+      // "<uid>-<time>-<side>.vcf", numbered ("-2") when one came first.
+      std::string name = entry.path().filename().string();
+      n += name.find("-" + side + ".vcf") != std::string::npos ||
+           name.find("-" + side + "-") != std::string::npos;
     }
     return n;
   }

@@ -10,7 +10,7 @@ std::string ContentHash::Of(std::string_view bytes) {
   EVP_Digest(bytes.data(), bytes.size(), digest, &size, EVP_sha256(), nullptr);
   static constexpr char kHex[] = "0123456789abcdef";
   std::string out;
-  out.reserve(2 * size);
+  out.reserve(std::size_t{2} * size);
   for (unsigned int i = 0; i < size; ++i) {
     out += kHex[digest[i] >> 4];
     out += kHex[digest[i] & 15];

@@ -85,18 +85,33 @@ Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
 }
 
 Status DirectoryApplier::KeepCopies(const std::vector<ConflictCopy>& copies) {
-  bool any = false;
+  std::unique_ptr<MirrorDirectory> dir;
   for (const ConflictCopy& copy : copies) {
-    summary_.conflicts.push_back(copy.line);
-    any = any || !copy.name.empty();
-  }
-  if (!any) return Status::Ok();
-  Result<std::unique_ptr<MirrorDirectory>> dir =
-      top_.OpenSubdirectory(kConflictDir);
-  if (!dir.ok()) return dir.status();
-  for (const ConflictCopy& copy : copies) {
-    if (copy.name.empty()) continue;
-    VORN_RETURN_IF_ERROR((*dir)->WriteFileDurably(copy.name, copy.text));
+    if (copy.name.empty()) {
+      summary_.conflicts.push_back(copy.line);
+      continue;
+    }
+    if (!dir) {
+      Result<std::unique_ptr<MirrorDirectory>> opened =
+          top_.OpenSubdirectory(kConflictDir);
+      if (!opened.ok()) return opened.status();
+      dir = std::move(*opened);
+    }
+    // Copies of one item in one second get numbers; none is overwritten.
+    std::string name = copy.name;
+    std::string extension = adapter_.extension();
+    std::string stem = name.substr(0, name.size() - extension.size());
+    for (int n = 2;; ++n) {
+      Result<std::optional<DirectoryEntry>> there = dir->Stat(name);
+      if (!there.ok()) return there.status();
+      if (!there->has_value()) break;
+      name = stem + "-" + std::to_string(n) + extension;
+    }
+    VORN_RETURN_IF_ERROR(dir->WriteFileDurably(name, copy.text));
+    std::string line = copy.line;
+    std::size_t at = line.rfind(copy.name);
+    if (at != std::string::npos) line.replace(at, copy.name.size(), name);
+    summary_.conflicts.push_back(line);
   }
   return Status::Ok();
 }

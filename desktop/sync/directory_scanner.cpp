@@ -7,7 +7,7 @@
 namespace desktop {
 
 Result<std::optional<DesktopChange>> DirectoryScanner::Read(
-    const DirectoryEntry& entry, SideChange kind) {
+    const DirectoryEntry& entry, SideChange kind, const ItemState* known) {
   Result<std::optional<std::string>> text = files_.ReadFile(entry.name);
   if (!text.ok()) return text.status();
   if (!text->has_value()) return std::optional<DesktopChange>();
@@ -17,6 +17,10 @@ Result<std::optional<DesktopChange>> DirectoryScanner::Read(
   change.entry = entry;
   change.text = std::move(**text);
   change.hash = ContentHash::Of(change.text);
+  // An unchanged file is not parsed.
+  if (known != nullptr && change.hash == known->file_hash) {
+    return std::optional<DesktopChange>(std::move(change));
+  }
   Result<DesktopItem> item = adapter_.FromFile(change.text);
   if (!item.ok()) {
     notes_.push_back("skipped " + adapter_.collection() + "/" + entry.name +
@@ -44,7 +48,8 @@ Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
       e.mtime < trusted_before_ && !item.file_hash.empty()) {
     return std::optional<DesktopChange>();
   }
-  Result<std::optional<DesktopChange>> change = Read(e, SideChange::kChanged);
+  Result<std::optional<DesktopChange>> change =
+      Read(e, SideChange::kChanged, &item);
   if (!change.ok() || !change->has_value()) return change;
   if ((*change)->hash == item.file_hash) {
     item.file_size = e.size;
@@ -73,7 +78,7 @@ Result<std::vector<DesktopChange>> DirectoryScanner::Scan() {
       continue;
     }
     Result<std::optional<DesktopChange>> added =
-        Read(entry, SideChange::kAdded);
+        Read(entry, SideChange::kAdded, nullptr);
     if (!added.ok()) return added.status();
     if (!added->has_value()) continue;
     (*added)->uid = (*added)->item.uid;

@@ -40,9 +40,11 @@ class DirectoryScanner {
   Result<std::optional<DesktopChange>> ScanItem(ItemState& item);
 
  private:
-  // Reads and parses `entry`; nullopt (with a note) when it does not parse.
+  // Reads and parses `entry` (not when its hash is `known`'s); nullopt
+  // (with a note) when it does not parse.
   Result<std::optional<DesktopChange>> Read(const DirectoryEntry& entry,
-                                            SideChange kind);
+                                            SideChange kind,
+                                            const ItemState* known);
 
   const SyncAdapter& adapter_;
   MirrorDirectory& files_;

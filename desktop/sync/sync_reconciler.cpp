@@ -96,7 +96,7 @@ void SyncReconciler::Conflict(const HandheldChange& h, const DesktopChange& d,
   plan.copies.push_back(std::move(copy));
 }
 
-SyncPlan SyncReconciler::Plan(std::vector<HandheldChange> handheld,
+SyncPlan SyncReconciler::Plan(const std::vector<HandheldChange>& handheld,
                               std::vector<DesktopChange> desktop) const {
   SyncPlan plan;
   // Renames: an added file carrying the UID of an item whose file is gone.

@@ -30,7 +30,7 @@ class SyncReconciler {
         stamp_(std::move(stamp)) {}
 
   // `desktop` may hold deletions and changes of items and added files.
-  SyncPlan Plan(std::vector<HandheldChange> handheld,
+  SyncPlan Plan(const std::vector<HandheldChange>& handheld,
                 std::vector<DesktopChange> desktop) const;
 
  private:
