@@ -105,7 +105,10 @@ Status DirectoryApplier::KeepCopies(const std::vector<ConflictCopy>& copies) {
       Result<std::optional<DirectoryEntry>> there = dir->Stat(name);
       if (!there.ok()) return there.status();
       if (!there->has_value()) break;
-      name = stem + "-" + std::to_string(n) + extension;
+      name = stem;
+      name += "-";
+      name += std::to_string(n);
+      name += extension;
     }
     VORN_RETURN_IF_ERROR(dir->WriteFileDurably(name, copy.text));
     std::string line = copy.line;
