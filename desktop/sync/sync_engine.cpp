@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <map>
 
 #include "desktop/base/utf16.h"
 #include "desktop/sync/directory_applier.h"
@@ -91,7 +92,7 @@ Result<SyncSummary> SyncEngine::Run() {
   Result<std::vector<HandheldChange>> handheld = HandheldSide();
   if (!handheld.ok()) return handheld.status();
   HandheldApplier::Recover(collection(), *handheld);
-  Result<std::vector<DesktopChange>> desktop = DirectorySide();
+  Result<std::vector<DesktopChange>> desktop = DirectorySide(*handheld);
   if (!desktop.ok()) return desktop.status();
 
   SyncReconciler reconciler(adapter_, collection(), *resolver_, stamp_);
@@ -235,7 +236,8 @@ Result<std::vector<HandheldChange>> SyncEngine::ReadEverything() {
   return reader_->ReadAll("fetching");
 }
 
-Result<std::vector<DesktopChange>> SyncEngine::DirectorySide() {
+Result<std::vector<DesktopChange>> SyncEngine::DirectorySide(
+    const std::vector<HandheldChange>& handheld) {
   if (!options_.two_way && !summary_.full) {
     return std::vector<DesktopChange>();
   }
@@ -247,8 +249,20 @@ Result<std::vector<DesktopChange>> SyncEngine::DirectorySide() {
   if (!changes.ok() || options_.two_way) return changes;
   // One-way: files the handheld does not have go; the others are
   // rewritten from the handheld's records (all of which count as changed).
+  // Files that carry the UID of a handheld record are that record's files.
+  std::map<std::string, std::uint32_t> oids;
+  for (const HandheldChange& change : handheld) oids[change.uid] = change.oid;
   std::vector<DesktopChange> removals;
   for (DesktopChange& change : *changes) {
+    auto oid = oids.find(change.uid);
+    if (change.kind == SideChange::kAdded && oid != oids.end() &&
+        collection().items.count(change.uid) == 0) {
+      ItemState& item = collection().items[change.uid];
+      item.uid = change.uid;
+      item.oid = oid->second;
+      item.file = change.file;
+      continue;
+    }
     if (change.kind == SideChange::kAdded) {
       change.kind = SideChange::kDeleted;
       change.uid.clear();

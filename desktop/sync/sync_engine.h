@@ -124,7 +124,8 @@ class SyncEngine {
   Status OpenCollection(bool legacy);
   Result<std::vector<HandheldChange>> HandheldSide();
   Result<std::vector<HandheldChange>> ReadEverything();
-  Result<std::vector<DesktopChange>> DirectorySide();
+  Result<std::vector<DesktopChange>> DirectorySide(
+      const std::vector<HandheldChange>& handheld);
   Status CheckDeletions(const SyncPlan& plan) const;
   Status ApplyPlan(const SyncPlan& plan);
   Status ApplyLateChanges();
