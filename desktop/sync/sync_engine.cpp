@@ -96,7 +96,7 @@ Result<SyncSummary> SyncEngine::Run() {
   if (!desktop.ok()) return desktop.status();
 
   SyncReconciler reconciler(adapter_, collection(), *resolver_, stamp_);
-  SyncPlan plan = reconciler.Plan(std::move(*handheld), std::move(*desktop));
+  SyncPlan plan = reconciler.Plan(*handheld, std::move(*desktop));
   VORN_RETURN_IF_ERROR(CheckDeletions(plan));
   VORN_RETURN_IF_ERROR(ApplyPlan(plan));
   VORN_RETURN_IF_ERROR(ApplyLateChanges());
@@ -350,7 +350,7 @@ Status SyncEngine::ApplyLateChanges() {
     }
     SyncReconciler reconciler(adapter_, collection(), *resolver_, stamp_);
     VORN_RETURN_IF_ERROR(
-        ApplyPlan(reconciler.Plan(std::move(*changes), std::move(desktop))));
+        ApplyPlan(reconciler.Plan(*changes, std::move(desktop))));
   }
   return Status::Ok();
 }
