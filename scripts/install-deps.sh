@@ -34,6 +34,8 @@ need help2man command -v help2man
 need lintian command -v lintian
 need dpkg-dev command -v dpkg-shlibdeps
 need file command -v file
+need python3-vobject /usr/bin/python3 -c 'import vobject'
+need libssl-dev test -e /usr/include/openssl/evp.h
 
 if ((${#packages[@]} > 0)); then
   echo "installing: ${packages[*]}" >&2

@@ -19,6 +19,7 @@
 
 #include "desktop/formats/json_text.h"
 #include "tests/support/program.h"
+#include "tests/sync_mirror_check.h"
 
 namespace {
 
@@ -27,20 +28,8 @@ using testing_support::ProgramResult;
 using testing_support::RunProgram;
 using testing_support::TempDir;
 
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::stringstream in(text);
-  std::string line;
-  while (std::getline(in, line)) {
-    if (!line.empty()) lines.push_back(line);
-  }
-  return lines;
-}
-
-std::string ReadText(const std::string& path) {
-  auto bytes = testing_support::ReadFileBytes(path);
-  return std::string(bytes.begin(), bytes.end());
-}
+using sync_check::Lines;
+using sync_check::ReadText;
 
 int LoopbackSocket(sockaddr_in* address) {
   int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -177,34 +166,23 @@ class SyncTest : public ::testing::Test {
                : -1;
   }
 
-  // The directory holds one card per contact of the handheld, each equal
-  // to what `vorn get contacts OID --vcard` prints, and nothing else.
+  // The directory holds one file per contact of the handheld, each with
+  // its content, and nothing else.
   void ExpectMirrorMatches() {
-    ProgramResult ls =
-        RunProgram({"vorn", "--image", image_, "ls", "contacts"});
-    ASSERT_EQ(ls.exitCode, 0) << ls.err;
-    std::vector<std::string> oids = Lines(ls.outText());
-    std::set<std::string> expected;
-    for (const auto& oid : oids) expected.insert(oid + ".vcf");
-    std::set<std::string> actual;
-    for (const auto& entry : std::filesystem::directory_iterator(dir_)) {
-      std::string name = entry.path().filename().string();
-      if (name.ends_with(".vcf") || name.ends_with(".tmp")) {
-        actual.insert(name);
+    sync_check::ExpectMirrorMatches({"vorn", "--image", image_}, dir_);
+  }
+
+  // The file the state pairs with object id `oid`.
+  std::string FileOf(const std::string& oid) {
+    auto state = desktop::JsonText::Parse(ReadText(dir_ + "/.vorn-sync.json"));
+    if (!state.ok()) return "";
+    for (const auto& item :
+         state->at("collections").at("contacts").at("items")) {
+      if (std::to_string(item.at("oid").get<std::uint32_t>()) == oid) {
+        return dir_ + "/contacts/" + item.at("file").get<std::string>();
       }
     }
-    EXPECT_EQ(actual, expected);
-    if (oids.empty()) return;
-    std::vector<std::string> get = {"vorn", "--image", image_, "get",
-                                    "contacts"};
-    get.insert(get.end(), oids.begin(), oids.end());
-    get.push_back("--vcard");
-    ProgramResult cards = RunProgram(get);
-    ASSERT_EQ(cards.exitCode, 0) << cards.err;
-    std::string mirrored;
-    for (const auto& oid : oids)
-      mirrored += ReadText(dir_ + "/" + oid + ".vcf");
-    EXPECT_EQ(mirrored, cards.outText());
+    return "";
   }
 
   TempDir tmp_;
@@ -234,8 +212,7 @@ TEST_F(SyncTest, MirrorFollowsAddsChangesAndDeletesOnTheHandheld) {
   EXPECT_EQ(Number(second, "deleted"), 1);
   EXPECT_EQ(Number(second, "records_fetched"), 2);
   ExpectMirrorMatches();
-  EXPECT_NE(ReadText(dir_ + "/" + bo + ".vcf").find("TITLE:Pilot"),
-            std::string::npos);
+  EXPECT_NE(ReadText(FileOf(bo)).find("TITLE:Pilot"), std::string::npos);
 
   // Changed, then deleted before the run: the deletion wins.
   Set(dee, R"({"LastName":"Doe"})");
@@ -279,12 +256,14 @@ TEST_F(SyncTest, KilledRunsAreRepeatedWithoutLosingAChange) {
   Delete(oids[3]);
   desktop::Json next = Sync();
   EXPECT_FALSE(next.at("full").get<bool>());
-  // The killed run had removed the card of oids[2] already (removals need
-  // no fetch); its mark did not move, so this run sees that deletion again
-  // and finds nothing left to remove.
-  EXPECT_EQ(Number(next, "deleted"), 1);
-  EXPECT_FALSE(std::filesystem::exists(dir_ + "/" + oids[2] + ".vcf"));
-  EXPECT_FALSE(std::filesystem::exists(dir_ + "/" + oids[3] + ".vcf"));
+  // The killed run died while fetching, before it changed any file; its
+  // mark did not move, so this run applies both deletions, both changes
+  // and the late add.
+  EXPECT_EQ(Number(next, "deleted"), 2);
+  EXPECT_EQ(Number(next, "changed"), 2);
+  EXPECT_EQ(Number(next, "added"), 1);
+  EXPECT_EQ(FileOf(oids[2]), "");
+  EXPECT_EQ(FileOf(oids[3]), "");
   ExpectMirrorMatches();
 }
 
@@ -384,6 +363,10 @@ TEST_F(SyncTest, BadArgumentsAndHelp) {
       2);
   EXPECT_EQ(RunProgram({"vorn", "sync", "--help"}).exitCode, 0);
   EXPECT_EQ(RunProgram({"vorn", "contracts", "--help"}).exitCode, 0);
+  EXPECT_EQ(RunProgram({"vorn", "--image", image_, "sync", dir_, "--conflict",
+                        "oldest"})
+                .exitCode,
+            2);
   EXPECT_EQ(RunProgram({"vorn", "--image", image_, "contracts", "rm"}).exitCode,
             2);
 }

@@ -20,12 +20,20 @@ using testing_support::RunProgram;
 using testing_support::TempDir;
 
 // The names and contents of the vCard files in `dir`.
-std::map<std::string, Bytes> MirrorFiles(const std::string& dir) {
-  std::map<std::string, Bytes> files;
-  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+// The cards of a mirror, without their REV lines (the time of the run).
+std::map<std::string, std::string> MirrorFiles(const std::string& dir) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(dir + "/contacts")) {
     std::string name = entry.path().filename().string();
     if (!name.ends_with(".vcf")) continue;
-    files[name] = testing_support::ReadFileBytes(entry.path().string());
+    Bytes bytes = testing_support::ReadFileBytes(entry.path().string());
+    std::string text(bytes.begin(), bytes.end());
+    std::size_t rev = text.find("\r\nREV:");
+    if (rev != std::string::npos) {
+      text.erase(rev, text.find("\r\n", rev + 2) - rev);
+    }
+    files[name] = text;
   }
   return files;
 }
@@ -192,14 +200,14 @@ TEST_F(VornTest, SyncTakesItsOptionsBeforeOrAfterTheDirectory) {
   ASSERT_EQ(after.exitCode, 0) << after.err;
 
   EXPECT_TRUE(before.outText().starts_with(
-      "full mirror of " + first +
-      " (the handheld has no contract \"desk-1\"): added 2, changed 0, "
-      "deleted 0;"))
+      "full sync of " + first +
+      " (the handheld has no contract \"desk-1\"): from the handheld added "
+      "2, changed 0, deleted 0;"))
       << before.outText();
   EXPECT_TRUE(after.outText().starts_with(
-      "full mirror of " + second +
-      " (the handheld has no contract \"desk-2\"): added 2, changed 0, "
-      "deleted 0;"))
+      "full sync of " + second +
+      " (the handheld has no contract \"desk-2\"): from the handheld added "
+      "2, changed 0, deleted 0;"))
       << after.outText();
   EXPECT_EQ(MirrorFiles(first).size(), 2U);
   EXPECT_EQ(MirrorFiles(first), MirrorFiles(second));

@@ -10,8 +10,10 @@
 #include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
+#include "desktop/base/utf16.h"
 #include "desktop/formats/contact.h"
 #include "desktop/formats/json_text.h"
+#include "desktop/formats/record_uid.h"
 #include "desktop/formats/vcard.h"
 
 namespace vorn_cli {
@@ -65,6 +67,9 @@ int RunExport(const CommandLine& line, const std::string& dir) {
   if (!batch.ok()) return Fail(batch.status().message());
   auto calendar = FetchCalendar(client);
   if (!calendar.ok()) return Fail(calendar.status().message());
+  // Cards carry the same UIDs as those `vorn sync` writes.
+  auto machine = client.GetMachineId();
+  if (!machine.ok()) return Fail(machine.status().message());
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
 
   std::size_t written = 0, unnamed = 0, failed = 0;
@@ -81,6 +86,9 @@ int RunExport(const CommandLine& line, const std::string& dir) {
     if (name == "(no name)") ++unnamed;
     std::string path = dir + "/" + std::to_string(record.oid) + "-" +
                        FileNamePart(name) + ".vcf";
+    contact->uid =
+        desktop::RecordUid::For(desktop::Utf16ToUtf8(*machine),
+                                protocol::DataType::kContacts, record.oid);
     std::string card = desktop::VCard::Write(*contact);
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << card;

@@ -238,46 +238,72 @@ void DefineFileCommands(CLI::App& app, const CommandLine& line,
 
 void DefineSyncCommands(CLI::App& app, const CommandLine& line,
                         std::function<int()>& work) {
-  auto dir = std::make_shared<std::string>();
-  auto partner = std::make_shared<std::string>();
+  auto request = std::make_shared<SyncRequest>();
   CLI::App* sync = Command(
-      app, "sync", "mirror the contacts into DIR, then only what changed",
-      "Mirrors the handheld's contacts into DIR (created if missing): one\n"
-      "vCard 4.0 file per contact, named OID.vcf after the handheld's object\n"
-      "id. Files are written under a temporary name, flushed and renamed;\n"
-      "DIR/.vorn-sync.json keeps the contract name, the handheld's machine "
-      "id\n"
-      "and the last run. --json prints the summary as one JSON object.\n"
+      app, "sync", "keep DIR/contacts/ and the handheld's contacts in step",
+      "Synchronises the handheld's contacts with DIR (created if missing), a\n"
+      "vdir collection: DIR/contacts/ holds one vCard 4.0 file per contact,\n"
+      "named after its UID, and a displayname file. A contact made on the\n"
+      "handheld gets the UID urn:uuid:<name-based UUID of the handheld's\n"
+      "machine id and its object id>; a card from elsewhere keeps its own.\n"
+      "Files are written under a temporary name, flushed and renamed;\n"
+      "DIR/.vorn-sync.json keeps the contract name, the handheld's machine\n"
+      "id and, per contact, the pairing of UID, object id and file with the\n"
+      "hashes the last run left. --json prints the summary as one JSON\n"
+      "object.\n"
       "\n"
-      "The first run adds a contract on the handheld and mirrors everything;\n"
-      "later runs ask the handheld what changed since the contract's mark "
-      "and\n"
-      "touch only those files. The mark moves only after every change was\n"
-      "written, so an interrupted run is simply repeated by the next one.\n"
+      "Both ways (the default): contacts added, changed or deleted on the\n"
+      "handheld since the last run are written into or removed from DIR, and\n"
+      "files added, changed or deleted in DIR are written to or deleted on\n"
+      "the handheld. A contact changed on both sides is a conflict: "
+      "--conflict\n"
+      "picks the winner, and the losing version is kept in\n"
+      "DIR/.vorn-conflicts/ with a line in the summary. Properties the\n"
+      "handheld cannot hold (a PHOTO, a fourth e-mail address, X- properties\n"
+      "of other programs) stay in the file when the handheld's side changes.\n"
+      "A run that would delete more than half of the contacts on either side\n"
+      "stops and changes nothing unless --force is given. A mirror of the\n"
+      "old layout (DIR/OID.vcf) is converted on its next run.\n"
       "\n"
-      "Known limit: the handheld stores its change sequence of the moment it\n"
-      "answers the final UpdateContract. The change list is asked for again\n"
-      "just before, so only an edit made on the handheld within that last\n"
-      "round trip would be skipped (the handheld's sync agent is busy with\n"
-      "the conversation meanwhile). A full mirror lists at most 55294\n"
-      "contacts, and one run catches up at most 44235 changes.\n"
+      "The first run adds a contract on the handheld and compares\n"
+      "everything; later runs ask the handheld what changed since the\n"
+      "contract's mark. The mark moves only after every change was applied,\n"
+      "so an interrupted run is finished by the next one, and writes to the\n"
+      "handheld are journaled so that none is made twice. Before the mark\n"
+      "moves, the change list is asked for again until nothing new comes:\n"
+      "only an edit made on the handheld within that last round trip would\n"
+      "be skipped. One run compares at most 55294 contacts and catches up at\n"
+      "most 44235 changes.\n"
       "\n"
       "Debugging: VORN_SYNC_STOP_AFTER_RECORDS=N makes the run stop dead\n"
       "after N fetched records, without finishing the conversation, as if\n"
       "the process had been killed there (exit status 3).");
-  sync->add_option("DIR", *dir, "the mirror directory")->required();
+  sync->add_option("DIR", request->dir, "the mirror directory")->required();
   sync->add_option_function<std::string>(
           "--partner",
-          [partner](const std::string& name) {
+          [request](const std::string& name) {
             if (name.empty()) BadArgument("empty partner name");
-            *partner = name;
+            request->partner = name;
           },
           "the contract name. Default: the name in DIR's state file, else\n"
           "vorn-HOST-HASH from this host's name and a hash of DIR's absolute\n"
           "path")
       ->type_name("NAME");
-  sync->callback([&, dir, partner] {
-    work = [&, dir, partner] { return RunSync(line, *dir, *partner); };
+  sync->add_flag("--one-way", request->one_way,
+                 "only carry the handheld's changes into DIR; a full run\n"
+                 "also puts back what was changed in DIR");
+  sync->add_option("--conflict", request->conflict,
+                   "who wins a contact changed on both sides: handheld\n"
+                   "(default), desktop, or newest (the file's modification\n"
+                   "time against the middle of the time since the last run,\n"
+                   "as the handheld keeps no time of change for contacts)")
+      ->type_name("WHO")
+      ->check(CLI::IsMember({"handheld", "desktop", "newest"}));
+  sync->add_flag("--force", request->force,
+                 "carry out a run that deletes more than half of the\n"
+                 "contacts on one side");
+  sync->callback([&, request] {
+    work = [&, request] { return RunSync(line, *request); };
   });
 
   auto name = std::make_shared<std::string>();

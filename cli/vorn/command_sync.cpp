@@ -88,10 +88,15 @@ void Remember(const desktop::SyncSummary& summary, const std::string& dir) {
 
 }  // namespace
 
-int RunSync(const CommandLine& line, const std::string& path,
-            const std::string& partner) {
+int RunSync(const CommandLine& line, const SyncRequest& request) {
+  const std::string& path = request.dir;
   desktop::SyncOptions options;
-  options.partner = partner;
+  options.partner = request.partner;
+  options.two_way = !request.one_way;
+  options.force = request.force;
+  auto policy = desktop::ConflictResolver::ParsePolicy(request.conflict);
+  if (!policy.ok()) return Fail(policy.status().message());
+  options.conflict = *policy;
   if (const char* stop = std::getenv("VORN_SYNC_STOP_AFTER_RECORDS")) {
     options.stop_after_records = std::strtoull(stop, nullptr, 10);
   }
@@ -140,20 +145,40 @@ int RunSync(const CommandLine& line, const std::string& path,
     out["changed"] = s.changed;
     out["deleted"] = s.deleted;
     out["unchanged"] = s.unchanged;
+    out["two_way"] = s.two_way;
+    out["migrated"] = s.migrated;
+    out["sent_added"] = s.sent_added;
+    out["sent_changed"] = s.sent_changed;
+    out["sent_deleted"] = s.sent_deleted;
+    out["conflicts"] = s.conflicts;
+    out["notes"] = s.notes;
     out["records_fetched"] = s.records_fetched;
     out["bytes_received"] = s.bytes_received;
     out["seconds"] = s.seconds;
     std::printf("%s\n", desktop::JsonText::Write(out, 0).c_str());
   } else {
     std::printf(
-        "%s %s (%s): added %llu, changed %llu, deleted %llu; "
-        "%llu bytes received in %.2f s\n",
-        s.full ? "full mirror of" : "synced", path.c_str(),
+        "%s %s (%s): from the handheld added %llu, changed %llu, deleted "
+        "%llu",
+        s.full ? "full sync of" : "synced", path.c_str(),
         s.full ? s.full_reason.c_str() : s.partner.c_str(),
         static_cast<unsigned long long>(s.added),
         static_cast<unsigned long long>(s.changed),
-        static_cast<unsigned long long>(s.deleted),
-        static_cast<unsigned long long>(s.bytes_received), s.seconds);
+        static_cast<unsigned long long>(s.deleted));
+    if (s.two_way) {
+      std::printf("; to the handheld added %llu, changed %llu, deleted %llu",
+                  static_cast<unsigned long long>(s.sent_added),
+                  static_cast<unsigned long long>(s.sent_changed),
+                  static_cast<unsigned long long>(s.sent_deleted));
+    }
+    std::printf("; %llu bytes received in %.2f s\n",
+                static_cast<unsigned long long>(s.bytes_received), s.seconds);
+    if (s.migrated)
+      std::printf("converted the old layout to %s/contacts/\n", path.c_str());
+    for (const std::string& conflict : s.conflicts) {
+      std::printf("%s\n", conflict.c_str());
+    }
+    for (const std::string& note : s.notes) std::printf("%s\n", note.c_str());
   }
   return 0;
 }

@@ -26,8 +26,14 @@ int RunPush(const CommandLine& line, const std::string& host_path,
 int RunPull(const CommandLine& line, const std::string& device_file,
             const std::string& host_path);
 int RunExport(const CommandLine& line, const std::string& dir);
-int RunSync(const CommandLine& line, const std::string& path,
-            const std::string& partner);
+struct SyncRequest {
+  std::string dir;
+  std::string partner;
+  bool one_way = false;
+  std::string conflict = "handheld";
+  bool force = false;
+};
+int RunSync(const CommandLine& line, const SyncRequest& request);
 // Lists the contracts, or deletes the one named `remove` when not empty.
 int RunContracts(const CommandLine& line, const std::string& remove);
 

@@ -46,6 +46,10 @@ class Contact {
 
   // The handheld's object id, when known.
   std::optional<std::uint32_t> oid;
+  // The card's UID and REV (vCard text); empty when it has none. The
+  // handheld holds neither.
+  std::string uid;
+  std::string rev;
 
   // Sets a text field (ids other than 1 and 2); an empty text clears it.
   void SetText(std::uint32_t id, std::u16string text);

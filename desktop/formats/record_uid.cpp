@@ -22,7 +22,12 @@ std::string RecordUid::NameBased(std::string_view ns, std::string_view name) {
 
 std::string RecordUid::For(std::u16string_view machine_id,
                            protocol::DataType type, std::uint32_t oid) {
-  std::string name = Utf16ToUtf8(machine_id) + "/" +
+  return For(std::string_view(Utf16ToUtf8(machine_id)), type, oid);
+}
+
+std::string RecordUid::For(std::string_view machine_id, protocol::DataType type,
+                           std::uint32_t oid) {
+  std::string name = std::string(machine_id) + "/" +
                      std::to_string(static_cast<int>(type)) + "/" +
                      std::to_string(oid);
   return std::string(kPrefix) + NameBased(kNamespace, name);

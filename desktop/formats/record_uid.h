@@ -26,6 +26,9 @@ class RecordUid {
   // "urn:uuid:..." for one record.
   static std::string For(std::u16string_view machine_id,
                          protocol::DataType type, std::uint32_t oid);
+  // The same with the machine identity already in UTF-8.
+  static std::string For(std::string_view machine_id, protocol::DataType type,
+                         std::uint32_t oid);
   // The UUID of `name` in the namespace `ns` (both as text), lower case,
   // without the prefix. `ns` must be a valid UUID.
   static std::string NameBased(std::string_view ns, std::string_view name);

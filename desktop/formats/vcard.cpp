@@ -464,6 +464,8 @@ std::string VCard::Write(const Contact& contact) {
          EscapeText(Utf16ToUtf8(std::get<std::u16string>(value))));
   }
   if (contact.oid) line("X-VORN-OID:" + std::to_string(*contact.oid));
+  if (!contact.uid.empty()) line("UID:" + contact.uid);
+  if (!contact.rev.empty()) line("REV:" + contact.rev);
   line("END:VCARD");
   return out;
 }
@@ -515,8 +517,11 @@ Result<std::vector<Contact>> VCard::Parse(std::string_view text) {
           c,
           {kHomePhone, kBusinessPhone, kHome2Phone, kBusiness2Phone, kMobile},
           other);
+      // A card without names takes them from FN, unless FN merely repeats
+      // the first e-mail address (as written for contacts without names).
       if (!AnySet(c, kTitle, 5) && !c.Has(kCompany) &&
-          !formatted_name.empty()) {
+          !formatted_name.empty() &&
+          ToHandheldText(formatted_name) != c.Text(kEmail1)) {
         std::size_t space = formatted_name.rfind(' ');
         if (space == std::string::npos) {
           c.SetText(kLastName, ToHandheldText(formatted_name));
@@ -598,6 +603,10 @@ Result<std::vector<Contact>> VCard::Parse(std::string_view text) {
       c.SetText(kCategories, list);
     } else if (name == "NOTE") {
       c.SetText(kBody, text_value);
+    } else if (name == "UID") {
+      c.uid = Trim(line->value);
+    } else if (name == "REV") {
+      c.rev = Trim(line->value);
     } else if (name == "X-VORN-OID") {
       std::string digits = Trim(line->value);
       std::uint64_t oid = 0;

@@ -7,7 +7,8 @@
 // TYPE=home, TYPE=work, and without TYPE for the other address; BDAY,
 // ANNIVERSARY, URL, CATEGORIES, NOTE; every other field as
 // X-VORN-<NAME IN CAPITALS> (X-VORN-SPOUSE, X-VORN-FILEAS, ...), and the
-// handheld's object id as X-VORN-OID.
+// handheld's object id as X-VORN-OID. UID and REV are written and read
+// when the contact carries them.
 //
 // Lines end in CRLF and are folded at 75 octets without splitting a UTF-8
 // sequence. Line breaks inside text are written as \n and read back as the

@@ -13,7 +13,6 @@ namespace desktop {
 namespace {
 
 constexpr char kLockName[] = ".vorn-sync.lock";
-constexpr char kCardSuffix[] = ".vcf";
 constexpr char kTempSuffix[] = ".tmp";
 
 std::string TempName(const std::string& name) {
@@ -48,28 +47,19 @@ Result<std::unique_ptr<MirrorDirectory>> MirrorDirectory::Open(
 }
 
 MirrorDirectory::~MirrorDirectory() {
-  close(lock_fd_);  // also drops the lock
+  if (lock_fd_ >= 0) close(lock_fd_);  // also drops the lock
   close(dir_fd_);
 }
 
-std::string MirrorDirectory::CardName(std::uint32_t oid) {
-  return std::to_string(oid) + kCardSuffix;
-}
-
-std::optional<std::uint32_t> MirrorDirectory::OidOfCardName(
-    std::string_view name) {
-  constexpr std::string_view suffix = kCardSuffix;
-  if (!name.ends_with(suffix)) return std::nullopt;
-  std::string_view digits = name.substr(0, name.size() - suffix.size());
-  if (digits.empty() || digits.size() > 10) return std::nullopt;
-  if (digits.size() > 1 && digits[0] == '0') return std::nullopt;
-  std::uint64_t value = 0;
-  for (char c : digits) {
-    if (c < '0' || c > '9') return std::nullopt;
-    value = value * 10 + static_cast<std::uint64_t>(c - '0');
+Result<std::unique_ptr<MirrorDirectory>> MirrorDirectory::OpenSubdirectory(
+    const std::string& name) {
+  if (mkdirat(dir_fd_, name.c_str(), 0777) != 0 && errno != EEXIST) {
+    return Error("cannot create", name);
   }
-  if (value > 0xFFFFFFFFu) return std::nullopt;
-  return static_cast<std::uint32_t>(value);
+  int fd = openat(dir_fd_, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return Error("cannot open", name);
+  return std::unique_ptr<MirrorDirectory>(
+      new MirrorDirectory(path_ + "/" + name, fd, -1));
 }
 
 Status MirrorDirectory::Error(const std::string& what,
@@ -103,21 +93,23 @@ Status MirrorDirectory::WriteWhole(const std::string& name,
   return Status::Ok();
 }
 
-Status MirrorDirectory::StageCard(std::uint32_t oid, std::string_view text) {
-  VORN_RETURN_IF_ERROR(WriteWhole(TempName(CardName(oid)), text, false));
-  staged_.push_back(oid);
+Status MirrorDirectory::StageFile(const std::string& name,
+                                  std::string_view text) {
+  VORN_RETURN_IF_ERROR(WriteWhole(TempName(name), text, false));
+  std::erase(staged_, name);
+  staged_.push_back(name);
   return Status::Ok();
 }
 
 Status MirrorDirectory::CommitStaged() {
   if (staged_.empty()) return Status::Ok();
   // One flush of the file system makes the whole batch durable, which is
-  // far cheaper than an fsync per card and gives the same guarantee: no
-  // card is renamed into place before its content is on disk.
+  // far cheaper than an fsync per file and gives the same guarantee: no
+  // file is renamed into place before its content is on disk.
   if (syncfs(dir_fd_) != 0) return Error("cannot flush", ".");
   std::size_t done = 0;
   for (; done < staged_.size(); ++done) {
-    std::string name = CardName(staged_[done]);
+    const std::string& name = staged_[done];
     if (renameat(dir_fd_, TempName(name).c_str(), dir_fd_, name.c_str()) != 0) {
       Status failed = Error("cannot rename into", name);
       staged_.erase(staged_.begin(),
@@ -129,10 +121,9 @@ Status MirrorDirectory::CommitStaged() {
   return Status::Ok();
 }
 
-Result<bool> MirrorDirectory::RemoveCard(std::uint32_t oid) {
-  std::string name = CardName(oid);
-  // A staged copy of the card must not be renamed over the removal later.
-  std::erase(staged_, oid);
+Result<bool> MirrorDirectory::RemoveFile(const std::string& name) {
+  // A staged copy must not be renamed over the removal later.
+  std::erase(staged_, name);
   if (unlinkat(dir_fd_, TempName(name).c_str(), 0) != 0 && errno != ENOENT) {
     return Error("cannot remove", TempName(name));
   }
@@ -141,9 +132,11 @@ Result<bool> MirrorDirectory::RemoveCard(std::uint32_t oid) {
   return Error("cannot remove", name);
 }
 
-Result<std::optional<std::string>> MirrorDirectory::ReadCard(
-    std::uint32_t oid) const {
-  return ReadFile(CardName(oid));
+Status MirrorDirectory::Rename(const std::string& from, const std::string& to) {
+  if (renameat(dir_fd_, from.c_str(), dir_fd_, to.c_str()) != 0) {
+    return Error("cannot rename " + from + " to", to);
+  }
+  return Status::Ok();
 }
 
 Result<std::optional<std::string>> MirrorDirectory::ReadFile(
@@ -203,14 +196,42 @@ Status ForEachEntry(int dir_fd, const std::string& path, Visit visit) {
 
 }  // namespace
 
-Result<std::vector<std::uint32_t>> MirrorDirectory::ListCards() const {
-  std::vector<std::uint32_t> oids;
+namespace {
+
+DirectoryEntry EntryOf(std::string_view name, const struct stat& st) {
+  return {std::string(name), static_cast<std::uint64_t>(st.st_size),
+          static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 +
+              st.st_mtim.tv_nsec};
+}
+
+}  // namespace
+
+Result<std::vector<DirectoryEntry>> MirrorDirectory::List(
+    std::string_view suffix) const {
+  std::vector<DirectoryEntry> out;
   Status listed = ForEachEntry(dir_fd_, path_, [&](std::string_view name) {
-    if (auto oid = OidOfCardName(name)) oids.push_back(*oid);
+    if (name.starts_with(".") || !name.ends_with(suffix)) return Status::Ok();
+    struct stat st;
+    std::string copy(name);
+    if (fstatat(dir_fd_, copy.c_str(), &st, 0) != 0) {
+      if (errno == ENOENT) return Status::Ok();
+      return Error("cannot read", copy);
+    }
+    if (S_ISREG(st.st_mode)) out.push_back(EntryOf(name, st));
     return Status::Ok();
   });
   if (!listed.ok()) return listed;
-  return oids;
+  return out;
+}
+
+Result<std::optional<DirectoryEntry>> MirrorDirectory::Stat(
+    const std::string& name) const {
+  struct stat st;
+  if (fstatat(dir_fd_, name.c_str(), &st, 0) != 0) {
+    if (errno == ENOENT) return std::optional<DirectoryEntry>();
+    return Error("cannot read", name);
+  }
+  return std::optional<DirectoryEntry>(EntryOf(name, st));
 }
 
 Status MirrorDirectory::RemoveStrayTemporaries() {
@@ -218,9 +239,7 @@ Status MirrorDirectory::RemoveStrayTemporaries() {
   VORN_RETURN_IF_ERROR(ForEachEntry(dir_fd_, path_, [&](std::string_view name) {
     if (name.starts_with(".") && name.ends_with(kTempSuffix) &&
         name.size() > 1 + std::strlen(kTempSuffix)) {
-      std::string_view inner =
-          name.substr(1, name.size() - 1 - std::strlen(kTempSuffix));
-      if (OidOfCardName(inner)) stray.emplace_back(name);
+      stray.emplace_back(name);
     }
     return Status::Ok();
   }));

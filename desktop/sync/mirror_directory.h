@@ -1,15 +1,15 @@
-// The desktop directory that mirrors a handheld's contacts: one vCard file
-// per contact named by the handheld's object id ("<oid>.vcf", decimal), so
-// that writing or removing one contact touches one name and never needs a
-// listing of the directory.
+// A directory the sync writes: the mirror's top directory (state file,
+// lock) and each collection below it (DIR/contacts/, one file per item).
 //
-// Crash safety: a card is first written to a hidden temporary name
-// (".<oid>.vcf.tmp"), staged cards are made durable together, and only then
+// Crash safety: a file is first written to a hidden temporary name
+// (".<name>.tmp"), staged files are made durable together (one flush of the
+// file system, which gives each the guarantee of an fsync), and only then
 // renamed over their final names; SyncDirectory makes the renames and
-// removals durable. A card file that exists is therefore always complete.
+// removals durable. A file that exists is therefore always complete.
 //
-// The directory is locked (flock on ".vorn-sync.lock") for the lifetime of
-// the object, so two syncs never write the same directory at once.
+// The top directory is locked (flock on ".vorn-sync.lock") for the lifetime
+// of the object, so two syncs never write the same mirror at once;
+// subdirectories opened through it share that lock.
 #ifndef VORN_DESKTOP_SYNC_MIRROR_DIRECTORY_H_
 #define VORN_DESKTOP_SYNC_MIRROR_DIRECTORY_H_
 
@@ -24,6 +24,12 @@
 
 namespace desktop {
 
+struct DirectoryEntry {
+  std::string name;
+  std::uint64_t size = 0;
+  std::int64_t mtime = 0;  // nanoseconds since 1970
+};
+
 class MirrorDirectory {
  public:
   // Opens `path`, creating it (not its parents) when missing, and takes the
@@ -33,47 +39,47 @@ class MirrorDirectory {
 
   MirrorDirectory(const MirrorDirectory&) = delete;
   MirrorDirectory& operator=(const MirrorDirectory&) = delete;
-  // Releases the lock. Staged cards that were not committed stay behind as
-  // temporary files and are overwritten or swept by later runs.
+  // Releases the lock. Staged files that were not committed stay behind as
+  // temporary files and are swept by later runs.
   ~MirrorDirectory();
 
-  // "<oid>.vcf".
-  static std::string CardName(std::uint32_t oid);
-  // The object id of a card file name, or nullopt for any other name.
-  static std::optional<std::uint32_t> OidOfCardName(std::string_view name);
+  // Opens (creating it when missing) the subdirectory `name`, under the
+  // lock of this one.
+  Result<std::unique_ptr<MirrorDirectory>> OpenSubdirectory(
+      const std::string& name);
 
   const std::string& path() const { return path_; }
 
-  // Writes `text` to the card's temporary file. Nothing is visible under
-  // the card's name until CommitStaged.
-  Status StageCard(std::uint32_t oid, std::string_view text);
-  // Makes every staged card durable (one flush of the file system for the
-  // whole batch) and renames each over its final name. On failure some
-  // cards may be in place and the rest still staged.
+  // Writes `text` to the temporary file of `name`. Nothing is visible under
+  // `name` until CommitStaged.
+  Status StageFile(const std::string& name, std::string_view text);
+  // Makes every staged file durable and renames each over its final name.
+  // On failure some files may be in place and the rest still staged.
   Status CommitStaged();
   std::size_t staged_count() const { return staged_.size(); }
 
-  // Removes the card of `oid` (and a temporary file of it); a card that is
-  // not there is fine. Reports whether a card was removed.
-  Result<bool> RemoveCard(std::uint32_t oid);
-  // The card's content, or nullopt when there is no card.
-  Result<std::optional<std::string>> ReadCard(std::uint32_t oid) const;
+  // Removes `name` (and a temporary file of it); a file that is not there
+  // is fine. Reports whether a file was removed.
+  Result<bool> RemoveFile(const std::string& name);
+  // Renames `from` to `to` (replacing it).
+  Status Rename(const std::string& from, const std::string& to);
 
-  // Every card's object id, in no particular order. Lists the whole
-  // directory: for full mirrors only.
-  Result<std::vector<std::uint32_t>> ListCards() const;
+  // The regular files whose names end in `suffix` and do not start with
+  // '.', with size and modification time.
+  Result<std::vector<DirectoryEntry>> List(std::string_view suffix) const;
+  // Size and modification time of `name`, or nullopt when it is missing.
+  Result<std::optional<DirectoryEntry>> Stat(const std::string& name) const;
   // Removes temporary files left by runs that were cut short, and forgets
-  // anything staged (call it with nothing staged). Lists the whole
-  // directory: for full mirrors only.
+  // anything staged (call it with nothing staged).
   Status RemoveStrayTemporaries();
 
   // Makes renames and removals done so far durable (fsync of the
   // directory).
   Status SyncDirectory();
 
-  // Small files beside the cards (the sync state): read whole, and written
-  // atomically and durably (temporary file, fsync, rename, fsync of the
-  // directory). ReadFile returns nullopt for a file that does not exist.
+  // Whole files: ReadFile returns nullopt for a file that does not exist;
+  // WriteFileDurably writes atomically and durably (temporary file, fsync,
+  // rename, fsync of the directory).
   Result<std::optional<std::string>> ReadFile(const std::string& name) const;
   Status WriteFileDurably(const std::string& name, std::string_view text);
 
@@ -87,8 +93,8 @@ class MirrorDirectory {
 
   std::string path_;
   int dir_fd_;
-  int lock_fd_;
-  std::vector<std::uint32_t> staged_;
+  int lock_fd_;  // -1 for subdirectories
+  std::vector<std::string> staged_;
 };
 
 }  // namespace desktop

@@ -24,53 +24,61 @@ class MirrorDirectoryTest : public ::testing::Test {
   std::string path_;
 };
 
-TEST_F(MirrorDirectoryTest, CardNames) {
-  EXPECT_EQ(MirrorDirectory::CardName(42), "42.vcf");
-  EXPECT_EQ(MirrorDirectory::OidOfCardName("42.vcf"), 42u);
-  EXPECT_EQ(MirrorDirectory::OidOfCardName("4294967295.vcf"), 4294967295u);
-  EXPECT_FALSE(MirrorDirectory::OidOfCardName("4294967296.vcf"));
-  EXPECT_FALSE(MirrorDirectory::OidOfCardName("042.vcf"));
-  EXPECT_FALSE(MirrorDirectory::OidOfCardName(".42.vcf.tmp"));
-  EXPECT_FALSE(MirrorDirectory::OidOfCardName("x.vcf"));
-  EXPECT_FALSE(MirrorDirectory::OidOfCardName(".vcf"));
-}
-
-TEST_F(MirrorDirectoryTest, StagedCardsAppearOnlyAfterCommit) {
+TEST_F(MirrorDirectoryTest, StagedFilesAppearOnlyAfterCommit) {
   auto dir = MirrorDirectory::Open(path_);
   ASSERT_TRUE(dir.ok()) << dir.status().message();
-  ASSERT_TRUE((*dir)->StageCard(7, "card seven").ok());
-  EXPECT_FALSE(*(*dir)->ReadCard(7));
-  EXPECT_TRUE(std::filesystem::exists(path_ + "/.7.vcf.tmp"));
+  ASSERT_TRUE((*dir)->StageFile("7.vcf", "card seven").ok());
+  EXPECT_FALSE(*(*dir)->ReadFile("7.vcf"));
+  EXPECT_EQ((*dir)->staged_count(), 1u);
   ASSERT_TRUE((*dir)->CommitStaged().ok());
-  EXPECT_EQ(**(*dir)->ReadCard(7), "card seven");
-  EXPECT_FALSE(std::filesystem::exists(path_ + "/.7.vcf.tmp"));
-  EXPECT_EQ(*(*dir)->ListCards(), std::vector<std::uint32_t>{7});
+  EXPECT_EQ(**(*dir)->ReadFile("7.vcf"), "card seven");
+  auto listed = (*dir)->List(".vcf");
+  ASSERT_TRUE(listed.ok());
+  ASSERT_EQ(listed->size(), 1u);
+  EXPECT_EQ((*listed)[0].name, "7.vcf");
+  EXPECT_EQ((*listed)[0].size, 10u);
+  EXPECT_GT((*listed)[0].mtime, 0);
 }
 
-TEST_F(MirrorDirectoryTest, RemoveCardReportsWhetherOneWasThere) {
+TEST_F(MirrorDirectoryTest, RemoveFileReportsWhetherOneWasThere) {
   auto dir = MirrorDirectory::Open(path_);
-  ASSERT_TRUE((*dir)->StageCard(1, "one").ok());
+  ASSERT_TRUE((*dir)->StageFile("1.vcf", "one").ok());
   ASSERT_TRUE((*dir)->CommitStaged().ok());
-  EXPECT_TRUE(*(*dir)->RemoveCard(1));
-  EXPECT_FALSE(*(*dir)->RemoveCard(1));
-  // A staged card that is removed before its commit never appears.
-  ASSERT_TRUE((*dir)->StageCard(2, "two").ok());
-  EXPECT_FALSE(*(*dir)->RemoveCard(2));
+  EXPECT_TRUE(*(*dir)->RemoveFile("1.vcf"));
+  EXPECT_FALSE(*(*dir)->RemoveFile("1.vcf"));
+  // A staged file that is removed is not renamed into place later.
+  ASSERT_TRUE((*dir)->StageFile("2.vcf", "two").ok());
+  EXPECT_FALSE(*(*dir)->RemoveFile("2.vcf"));
   ASSERT_TRUE((*dir)->CommitStaged().ok());
-  EXPECT_FALSE(*(*dir)->ReadCard(2));
+  EXPECT_FALSE(*(*dir)->ReadFile("2.vcf"));
+}
+
+TEST_F(MirrorDirectoryTest, SubdirectoriesShareTheLock) {
+  auto dir = MirrorDirectory::Open(path_);
+  auto sub = (*dir)->OpenSubdirectory("contacts");
+  ASSERT_TRUE(sub.ok()) << sub.status().message();
+  EXPECT_EQ((*sub)->path(), path_ + "/contacts");
+  ASSERT_TRUE((*sub)->WriteFileDurably("a.vcf", "x").ok());
+  EXPECT_TRUE(std::filesystem::exists(path_ + "/contacts/a.vcf"));
+  EXPECT_FALSE(std::filesystem::exists(path_ + "/contacts/.vorn-sync.lock"));
+  EXPECT_TRUE((*(*dir)->List(".vcf")).empty());
+  auto stat = (*sub)->Stat("a.vcf");
+  ASSERT_TRUE(stat.ok() && stat->has_value());
+  EXPECT_EQ((*stat)->size, 1u);
+  EXPECT_FALSE(*(*sub)->Stat("b.vcf"));
 }
 
 TEST_F(MirrorDirectoryTest, StrayTemporariesAreSweptOtherFilesKept) {
   {
     auto dir = MirrorDirectory::Open(path_);
-    ASSERT_TRUE((*dir)->StageCard(3, "cut short").ok());
+    ASSERT_TRUE((*dir)->StageFile("3.vcf", "cut short").ok());
   }
-  std::FILE* mine = std::fopen((path_ + "/.notes.tmp").c_str(), "w");
+  std::FILE* mine = std::fopen((path_ + "/notes.txt").c_str(), "w");
   std::fclose(mine);
   auto dir = MirrorDirectory::Open(path_);
   ASSERT_TRUE((*dir)->RemoveStrayTemporaries().ok());
   EXPECT_FALSE(std::filesystem::exists(path_ + "/.3.vcf.tmp"));
-  EXPECT_TRUE(std::filesystem::exists(path_ + "/.notes.tmp"));
+  EXPECT_TRUE(std::filesystem::exists(path_ + "/notes.txt"));
 }
 
 TEST_F(MirrorDirectoryTest, SecondOpenIsRefusedWhileLocked) {
@@ -105,7 +113,7 @@ TEST_F(MirrorDirectoryTest, StateRoundTripsThroughTheFile) {
   EXPECT_EQ(**loaded, state);
   ASSERT_TRUE((*dir)->WriteFileDurably(SyncState::kFileName, "{").ok());
   EXPECT_FALSE(SyncState::Load(**dir).ok());
-  EXPECT_FALSE(SyncState::Parse(R"({"format":2,"partner":"p"})").ok());
+  EXPECT_FALSE(SyncState::Parse(R"({"format":3,"partner":"p"})").ok());
   EXPECT_FALSE(SyncState::Parse(R"({"format":1})").ok());
 }
 

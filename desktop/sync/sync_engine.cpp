@@ -2,35 +2,40 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <unordered_map>
-#include <unordered_set>
+#include <ctime>
+#include <map>
 
 #include "desktop/base/utf16.h"
-#include "desktop/formats/contact.h"
-#include "desktop/formats/vcard.h"
+#include "desktop/sync/directory_applier.h"
+#include "desktop/sync/directory_scanner.h"
+#include "desktop/sync/handheld_applier.h"
+#include "desktop/sync/legacy_mirror_migration.h"
 
 namespace desktop {
 
-using protocol::ChangeKind;
-using protocol::DataType;
-
 namespace {
 
-constexpr DataType kContacts = DataType::kContacts;
-// Rounds of asking for the change list again before the mark moves; each
-// round only happens when the handheld changed during the one before.
-constexpr int kLateChangeRounds = 5;
+constexpr char kDisplayNameFile[] = "displayname";
+
+// "YYYYMMDDTHHMMSSZ", the form of REV and of conflict copy names.
+std::string BasicUtc(std::int64_t seconds) {
+  std::time_t t = static_cast<std::time_t>(seconds);
+  std::tm utc{};
+  gmtime_r(&t, &utc);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc);
+  return text;
+}
 
 }  // namespace
 
 SyncEngine::SyncEngine(HandheldClient& client, MirrorDirectory& dir,
                        SyncOptions options, const SyncCountingStream* counter)
     : client_(client),
-      dir_(dir),
+      top_(dir),
       options_(std::move(options)),
       counter_(counter) {
   if (options_.batch_size == 0) options_.batch_size = 1;
@@ -54,18 +59,6 @@ std::string SyncEngine::DefaultPartnerName(std::string_view host,
   return name + hex;
 }
 
-std::vector<SyncEngine::Change> SyncEngine::NewestPerOid(
-    std::span<const ChangeEntry> list) {
-  std::vector<Change> changes;
-  std::unordered_set<std::uint32_t> seen;
-  for (const ChangeEntry& entry : list) {
-    if (seen.insert(entry.oid).second) {
-      changes.push_back({entry.oid, entry.kind});
-    }
-  }
-  return changes;
-}
-
 void SyncEngine::Report(const char* phase, std::uint64_t done,
                         std::uint64_t total) {
   if (options_.on_progress) options_.on_progress({phase, done, total});
@@ -74,28 +67,42 @@ void SyncEngine::Report(const char* phase, std::uint64_t done,
 Result<SyncSummary> SyncEngine::Run() {
   auto started = std::chrono::steady_clock::now();
   std::uint64_t bytes_before = counter_ ? counter_->bytes_read() : 0;
+  run_start_ = static_cast<std::int64_t>(std::time(nullptr));
+  stamp_ = BasicUtc(run_start_);
+  summary_.two_way = options_.two_way;
 
   Result<std::u16string> machine = client_.GetMachineId();
   if (!machine.ok()) return machine.status();
   summary_.machine_id = Utf16ToUtf8(*machine);
-  Result<std::optional<SyncState>> state = SyncState::Load(dir_);
+  Result<std::optional<SyncState>> state = SyncState::Load(top_);
   if (!state.ok()) return state.status();
   VORN_RETURN_IF_ERROR(Prepare(*state));
+  VORN_RETURN_IF_ERROR(OpenCollection(*state && (*state)->legacy));
 
-  if (!summary_.full) {
-    Result<ChangeList> changes = ChangedRecords();
-    if (!changes.ok()) return changes.status();
-    if (changes->header.failed || !changes->header.complete) {
-      summary_.full = true;
-      summary_.full_reason = "the handheld could not list the changes";
-    } else {
-      VORN_RETURN_IF_ERROR(ApplyChanges(changes->changes));
-      VORN_RETURN_IF_ERROR(ApplyLateChanges(changes->changes.size()));
-    }
-  }
-  if (summary_.full) VORN_RETURN_IF_ERROR(RunFull());
+  FetchOptions fetch;
+  fetch.batch_size = options_.batch_size;
+  fetch.stop_after_records = options_.stop_after_records;
+  fetch.report = [this](const char* phase, std::uint64_t done,
+                        std::uint64_t total) { Report(phase, done, total); };
+  reader_ = std::make_unique<HandheldChangeReader>(
+      client_, adapter_, collection(), summary_.machine_id, fetch);
+  resolver_ = std::make_unique<ConflictResolver>(
+      options_.conflict, state_.last_run_epoch, run_start_);
+
+  Result<std::vector<HandheldChange>> handheld = HandheldSide();
+  if (!handheld.ok()) return handheld.status();
+  HandheldApplier::Recover(collection(), *handheld);
+  Result<std::vector<DesktopChange>> desktop = DirectorySide(*handheld);
+  if (!desktop.ok()) return desktop.status();
+
+  SyncReconciler reconciler(adapter_, collection(), *resolver_, stamp_);
+  SyncPlan plan = reconciler.Plan(*handheld, std::move(*desktop));
+  VORN_RETURN_IF_ERROR(CheckDeletions(plan));
+  VORN_RETURN_IF_ERROR(ApplyPlan(plan));
+  VORN_RETURN_IF_ERROR(ApplyLateChanges());
   VORN_RETURN_IF_ERROR(Finish());
 
+  summary_.records_fetched = reader_->records_fetched();
   summary_.bytes_received =
       counter_ ? counter_->bytes_read() - bytes_before : 0;
   summary_.seconds =
@@ -110,15 +117,15 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
   if (partner.empty()) {
     char host[256] = {};
     if (gethostname(host, sizeof host - 1) != 0) host[0] = '\0';
-    char* absolute = realpath(dir_.path().c_str(), nullptr);
-    std::string dir = absolute ? absolute : dir_.path();
+    char* absolute = realpath(top_.path().c_str(), nullptr);
+    std::string dir = absolute ? absolute : top_.path();
     std::free(absolute);
     partner = DefaultPartnerName(host, dir);
   }
   summary_.partner = partner;
   partner16_ = Utf8ToUtf16(partner);
 
-  Result<bool> found = client_.FindContract(kContacts, partner16_);
+  Result<bool> found = client_.FindContract(adapter_.type(), partner16_);
   if (!found.ok()) return found.status();
   contract_exists_ = *found;
 
@@ -135,183 +142,228 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
     summary_.full_reason = "the last full mirror did not finish";
   }
   summary_.full = !summary_.full_reason.empty();
+  if (state) state_ = *state;
+  last_run_start_ = state_.last_run_epoch;
+  // Pairings made with another handheld mean nothing for this one; the
+  // files stay and are compared as new ones.
+  if (state && state->machine_id != summary_.machine_id) {
+    state_.collections.clear();
+  }
   state_.partner = partner;
   state_.machine_id = summary_.machine_id;
-  state_.full_mirror_pending = state ? state->full_mirror_pending : true;
-  if (state) {
-    state_.last_run = state->last_run;
-    state_.last_run_kind = state->last_run_kind;
-  }
+  if (!state) state_.full_mirror_pending = true;
   return Status::Ok();
+}
+
+Status SyncEngine::OpenCollection(bool legacy) {
+  Result<std::unique_ptr<MirrorDirectory>> files =
+      top_.OpenSubdirectory(adapter_.collection());
+  if (!files.ok()) return files.status();
+  files_ = std::move(*files);
+  Result<std::optional<std::string>> name = files_->ReadFile(kDisplayNameFile);
+  if (!name.ok()) return name.status();
+  if (*name != adapter_.display_name()) {
+    VORN_RETURN_IF_ERROR(
+        files_->WriteFileDurably(kDisplayNameFile, adapter_.display_name()));
+  }
+  if (legacy) {
+    Result<std::size_t> moved =
+        LegacyMirrorMigration::Run(top_, *files_, adapter_, stamp_, state_);
+    if (!moved.ok()) return moved.status().WithContext("migrating the mirror");
+    summary_.migrated = true;
+  }
+  return LegacyMirrorMigration::RemoveLeftovers(top_, adapter_, collection());
 }
 
 Result<ChangeList> SyncEngine::ChangedRecords() {
-  Result<ChangeList> changes = client_.GetChangedRecords(kContacts, partner16_);
+  Result<ChangeList> changes =
+      client_.GetChangedRecords(adapter_.type(), partner16_);
   if (changes.ok()) return changes;
   // The handheld ends the conversation when its change list overflows the
-  // reply. Nothing but a full mirror can catch up then, so the next run
-  // makes one (a cut that merely happened here costs that run a full
-  // mirror, never a lost change).
+  // reply. Nothing but a full run can catch up then, so the next run makes
+  // one (a cut that merely happened here costs that run a full comparison,
+  // never a lost change).
   state_.full_mirror_pending = true;
-  (void)state_.Save(dir_);
+  (void)SaveState();
   return changes.status().WithContext(
       "listing the changes failed (more than " + std::to_string(kMaxChanges) +
       " changes since the last run end the conversation; the next run "
-      "mirrors everything)");
+      "compares everything)");
 }
 
-Status SyncEngine::RunFull() {
+Result<std::vector<HandheldChange>> SyncEngine::HandheldSide() {
+  if (!summary_.full) {
+    Result<ChangeList> list = ChangedRecords();
+    if (!list.ok()) return list.status();
+    if (!list->header.failed && list->header.complete) {
+      applied_ = list->changes.size();
+      return reader_->ReadList(list->changes, "changes");
+    }
+    summary_.full = true;
+    summary_.full_reason = "the handheld could not list the changes";
+  }
+  return ReadEverything();
+}
+
+Result<std::vector<HandheldChange>> SyncEngine::ReadEverything() {
   state_.full_mirror_pending = true;
-  VORN_RETURN_IF_ERROR(state_.Save(dir_));
+  VORN_RETURN_IF_ERROR(SaveState());
   if (!contract_exists_) {
-    VORN_RETURN_IF_ERROR(client_.AddContract(kContacts, partner16_));
+    VORN_RETURN_IF_ERROR(client_.AddContract(adapter_.type(), partner16_));
     contract_exists_ = true;
     summary_.contract_added = true;
   }
-  // The mark moves to "now" first: the change list asked for after the
-  // listing then holds exactly what changed while this run went on. If the
-  // run is cut, the pending flag makes the next run full again.
-  VORN_RETURN_IF_ERROR(client_.UpdateContract(kContacts, partner16_));
-
-  Result<std::uint32_t> count = client_.GetRecordCount(kContacts);
+  // The mark moves to "now" first: the change list asked for at the end
+  // then holds exactly what changed while this run went on. If the run is
+  // cut, the pending flag makes the next run full again.
+  VORN_RETURN_IF_ERROR(client_.UpdateContract(adapter_.type(), partner16_));
+  applied_ = 0;
+  Result<std::uint32_t> count = client_.GetRecordCount(adapter_.type());
   if (!count.ok()) return count.status();
   if (*count > kMaxListedOids) {
     return Status::Error("the handheld has " + std::to_string(*count) +
-                         " contacts; one listing carries at most " +
+                         " records; one listing carries at most " +
                          std::to_string(kMaxListedOids) +
-                         ", so they cannot be mirrored whole");
+                         ", so they cannot be compared whole");
   }
   Report("listing", 0, *count);
-  Result<OidList> list = client_.GetAllRecords(kContacts);
-  if (!list.ok()) return list.status();
-  if (!list->header.complete) {
-    return Status::Error("the handheld could not open its contacts database");
+  if (!options_.two_way) {
+    // A one-way full run rewrites what differs: every record counts as
+    // changed, and the applier leaves files that are equal alone.
+    for (auto& [uid, item] : collection().items) item.handheld_hash.clear();
   }
-  std::vector<std::uint32_t> missing;
-  VORN_RETURN_IF_ERROR(FetchAndWrite(list->oids, true, "fetching", &missing));
-  for (std::uint32_t oid : missing) VORN_RETURN_IF_ERROR(Remove(oid));
-
-  std::unordered_set<std::uint32_t> present(list->oids.begin(),
-                                            list->oids.end());
-  Result<std::vector<std::uint32_t>> cards = dir_.ListCards();
-  if (!cards.ok()) return cards.status();
-  for (std::uint32_t oid : *cards) {
-    if (!present.count(oid)) VORN_RETURN_IF_ERROR(Remove(oid));
-  }
-  VORN_RETURN_IF_ERROR(dir_.RemoveStrayTemporaries());
-
-  Result<ChangeList> changes = ChangedRecords();
-  if (!changes.ok()) return changes.status();
-  if (changes->header.failed) {
-    return Status::Error(
-        "the handheld could not list the changes of contract " +
-        summary_.partner);
-  }
-  VORN_RETURN_IF_ERROR(ApplyChanges(changes->changes));
-  return ApplyLateChanges(changes->changes.size());
+  VORN_RETURN_IF_ERROR(files_->RemoveStrayTemporaries());
+  return reader_->ReadAll("fetching");
 }
 
-Status SyncEngine::ApplyChanges(std::span<const ChangeEntry> list) {
-  std::vector<Change> changes = NewestPerOid(list);
-  std::vector<std::uint32_t> fetch;
-  std::unordered_map<std::uint32_t, std::uint8_t> kinds;
-  for (const Change& change : changes) {
-    if (change.kind == static_cast<std::uint8_t>(ChangeKind::kDeleted)) {
-      VORN_RETURN_IF_ERROR(Remove(change.oid));
-    } else {
-      fetch.push_back(change.oid);
-      kinds[change.oid] = change.kind;
+Result<std::vector<DesktopChange>> SyncEngine::DirectorySide(
+    const std::vector<HandheldChange>& handheld) {
+  if (!options_.two_way && !summary_.full) {
+    return std::vector<DesktopChange>();
+  }
+  // Temporary files of runs cut short are swept (nothing is staged yet).
+  VORN_RETURN_IF_ERROR(files_->RemoveStrayTemporaries());
+  DirectoryScanner scanner(adapter_, *files_, collection(), summary_.notes,
+                           TrustedBefore());
+  Result<std::vector<DesktopChange>> changes = scanner.Scan();
+  if (!changes.ok() || options_.two_way) return changes;
+  // One-way: files the handheld does not have go; the others are
+  // rewritten from the handheld's records (all of which count as changed).
+  // Files that carry the UID of a handheld record are that record's files.
+  std::map<std::string, std::uint32_t> oids;
+  for (const HandheldChange& change : handheld) oids[change.uid] = change.oid;
+  std::vector<DesktopChange> removals;
+  for (DesktopChange& change : *changes) {
+    auto oid = oids.find(change.uid);
+    if (change.kind == SideChange::kAdded && oid != oids.end() &&
+        collection().items.count(change.uid) == 0) {
+      ItemState& item = collection().items[change.uid];
+      item.uid = change.uid;
+      item.oid = oid->second;
+      item.file = change.file;
+      continue;
+    }
+    if (change.kind == SideChange::kAdded) {
+      change.kind = SideChange::kDeleted;
+      change.uid.clear();
+      removals.push_back(std::move(change));
     }
   }
-  std::vector<std::uint32_t> missing;
-  VORN_RETURN_IF_ERROR(FetchAndWrite(fetch, false, "changes", &missing));
-  for (std::uint32_t oid : missing) {
-    kinds.erase(oid);
-    VORN_RETURN_IF_ERROR(Remove(oid));
+  for (const DesktopChange& removal : removals) {
+    Result<bool> removed = files_->RemoveFile(removal.file);
+    if (!removed.ok()) return removed.status();
+    if (*removed) ++summary_.deleted;
   }
-  for (const auto& [oid, kind] : kinds) {
-    if (kind == static_cast<std::uint8_t>(ChangeKind::kAdded)) {
-      ++summary_.added;
-    } else {
-      ++summary_.changed;
-    }
+  return std::vector<DesktopChange>();
+}
+
+Status SyncEngine::CheckDeletions(const SyncPlan& plan) const {
+  if (options_.force) return Status::Ok();
+  auto items = state_.collections.find(adapter_.collection());
+  std::size_t known =
+      items == state_.collections.end() ? 0 : items->second.items.size();
+  auto refuse = [&](std::size_t n, const char* where) {
+    return Status::Error("refusing to delete " + std::to_string(n) + " of " +
+                         std::to_string(known) + " " + adapter_.collection() +
+                         " " + where +
+                         " (more than half); run again with --force to do it");
+  };
+  std::size_t on_handheld = plan.handheld_deletions();
+  if (on_handheld > 0 && 2 * on_handheld > known) {
+    return refuse(on_handheld, "on the handheld");
+  }
+  std::size_t in_directory = plan.directory_removals();
+  if (in_directory > 0 && 2 * in_directory > known) {
+    return refuse(in_directory, "in the directory");
   }
   return Status::Ok();
 }
 
-Status SyncEngine::ApplyLateChanges(std::size_t applied) {
-  for (int round = 0; round < kLateChangeRounds; ++round) {
-    Result<ChangeList> again = ChangedRecords();
-    if (!again.ok()) return again.status();
-    if (again->header.failed || again->changes.size() <= applied) break;
+Status SyncEngine::ApplyPlan(const SyncPlan& plan) {
+  CollectionState& items = collection();
+  for (const std::string& uid : plan.forgotten) items.items.erase(uid);
+  for (const auto& [h, d] : plan.agreed) {
+    ItemState& item = items.items[h.uid];
+    item.uid = h.uid;
+    item.oid = h.oid;
+    item.file = d.file;
+    item.file_hash = d.hash;
+    item.file_size = d.entry.size;
+    item.file_mtime = d.entry.mtime;
+    item.handheld_hash = h.hash;
+  }
+  DirectoryApplier directory(adapter_, top_, *files_, items, summary_, stamp_);
+  VORN_RETURN_IF_ERROR(directory.KeepCopies(plan.copies));
+  HandheldApplier handheld(client_, adapter_, *files_, items, summary_,
+                           summary_.machine_id, stamp_,
+                           [this] { return SaveState(); });
+  VORN_RETURN_IF_ERROR(handheld.Apply(plan.pushes));
+  VORN_RETURN_IF_ERROR(directory.Apply(plan.pulls));
+  VORN_RETURN_IF_ERROR(files_->SyncDirectory());
+  return SaveState();
+}
+
+Status SyncEngine::ApplyLateChanges() {
+  for (int round = 0; round < kLateRounds; ++round) {
+    Report("confirming", 0, 0);
+    Result<ChangeList> list = ChangedRecords();
+    if (!list.ok()) return list.status();
+    if (list->header.failed || list->changes.size() <= applied_) break;
     // New entries are newer than every entry applied, so they come first.
-    std::size_t fresh = again->changes.size() - applied;
-    VORN_RETURN_IF_ERROR(ApplyChanges(
-        std::span<const ChangeEntry>(again->changes).first(fresh)));
-    applied = again->changes.size();
-  }
-  return Status::Ok();
-}
-
-Status SyncEngine::FetchAndWrite(std::span<const std::uint32_t> oids,
-                                 bool compare, const char* phase,
-                                 std::vector<std::uint32_t>* missing) {
-  Report(phase, 0, oids.size());
-  for (std::size_t start = 0; start < oids.size();
-       start += options_.batch_size) {
-    std::span<const std::uint32_t> ask =
-        oids.subspan(start, std::min(options_.batch_size, oids.size() - start));
-    Result<RecordBatch> batch =
-        client_.GetRecords(kContacts, ask, Contact::PropertyKindOf);
-    if (!batch.ok()) return batch.status();
-    for (const WireRecord& record : batch->records) {
-      Result<Contact> contact = Contact::FromWireRecord(record);
-      if (!contact.ok()) {
-        return contact.status().WithContext("contact " +
-                                            std::to_string(record.oid));
-      }
-      std::string card = VCard::Write(*contact);
-      ++summary_.records_fetched;
-      if (compare) {
-        Result<std::optional<std::string>> existing = dir_.ReadCard(record.oid);
-        if (!existing.ok()) return existing.status();
-        if (existing->has_value() && **existing == card) {
-          ++summary_.unchanged;
-          continue;
-        }
-        ++(existing->has_value() ? summary_.changed : summary_.added);
-      }
-      VORN_RETURN_IF_ERROR(dir_.StageCard(record.oid, card));
-      if (options_.stop_after_records != 0 &&
-          summary_.records_fetched >= options_.stop_after_records) {
-        return Status::Error("stopped after " +
-                             std::to_string(summary_.records_fetched) +
-                             " records as asked");
+    std::size_t fresh = list->changes.size() - applied_;
+    applied_ = list->changes.size();
+    Result<std::vector<HandheldChange>> changes = reader_->ReadList(
+        std::span<const ChangeEntry>(list->changes).first(fresh), "changes");
+    if (!changes.ok()) return changes.status();
+    if (changes->empty()) continue;
+    std::vector<DesktopChange> desktop;
+    if (options_.two_way) {
+      DirectoryScanner scanner(adapter_, *files_, collection(), summary_.notes,
+                               TrustedBefore());
+      for (const HandheldChange& change : *changes) {
+        auto item = collection().items.find(change.uid);
+        if (item == collection().items.end()) continue;
+        Result<std::optional<DesktopChange>> d = scanner.ScanItem(item->second);
+        if (!d.ok()) return d.status();
+        if (d->has_value()) desktop.push_back(std::move(**d));
       }
     }
-    missing->insert(missing->end(), batch->missing.begin(),
-                    batch->missing.end());
-    VORN_RETURN_IF_ERROR(dir_.CommitStaged());
-    Report(phase, start + ask.size(), oids.size());
+    SyncReconciler reconciler(adapter_, collection(), *resolver_, stamp_);
+    VORN_RETURN_IF_ERROR(
+        ApplyPlan(reconciler.Plan(*changes, std::move(desktop))));
   }
-  return Status::Ok();
-}
-
-Status SyncEngine::Remove(std::uint32_t oid) {
-  Result<bool> removed = dir_.RemoveCard(oid);
-  if (!removed.ok()) return removed.status();
-  if (*removed) ++summary_.deleted;
   return Status::Ok();
 }
 
 Status SyncEngine::Finish() {
   Report("finishing", 0, 0);
-  VORN_RETURN_IF_ERROR(dir_.SyncDirectory());
-  VORN_RETURN_IF_ERROR(client_.UpdateContract(kContacts, partner16_));
+  VORN_RETURN_IF_ERROR(files_->SyncDirectory());
+  VORN_RETURN_IF_ERROR(client_.UpdateContract(adapter_.type(), partner16_));
   state_.full_mirror_pending = false;
   state_.last_run = SyncState::NowUtc();
+  state_.last_run_epoch = run_start_;
   state_.last_run_kind = summary_.full ? "full" : "incremental";
-  return state_.Save(dir_);
+  return SaveState();
 }
 
 }  // namespace desktop

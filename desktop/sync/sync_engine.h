@@ -1,54 +1,73 @@
-// Mirrors a handheld's contacts into a desktop directory, one vCard 4.0
-// file per contact ("<oid>.vcf"), under a contract of the handheld's change
-// tracking.
+// Synchronises a handheld's contacts with a vdir collection,
+// DIR/contacts/, one vCard 4.0 file per contact named after its UID, under
+// a contract of the handheld's change tracking. The parts by job:
+// HandheldChangeReader and DirectoryScanner find what each side changed
+// since the last run, SyncReconciler (with ConflictResolver) plans what to
+// do, HandheldApplier and DirectoryApplier do it; a SyncAdapter says how
+// one data type's records and files look.
 //
-// Full mirror (no contract on the handheld, no or foreign state in the
-// directory, an unfinished full mirror, or a change list the handheld
-// reports as failed): the state file is marked "full mirror pending", the
-// contract is added when missing and its mark moved to the handheld's
-// current change sequence; then every contact is listed (GetAllRecords),
-// fetched (GetRecords, in batches) and written, cards of contacts the
-// handheld no longer has are removed, and the changes made on the handheld
-// meanwhile are applied as in an incremental run.
+// A run:
+//  1. Machine id, state (a mirror of the old layout is migrated first),
+//     contract. Everything is compared (a full run) when the handheld has no
+//     contract, the directory no state or another partner's or handheld's,
+//     the last full run did not finish, or the change list failed: the
+//     contract's mark moves to "now" first, then every record is fetched
+//     and compared with the state. Otherwise GetChangedRecords lists the
+//     changes and only those records are fetched.
+//  2. The directory is compared with the state (two-way runs).
+//  3. The plan: each side's changes go to the other side; changes on both
+//     sides are conflicts settled by the policy, the loser kept under
+//     DIR/.vorn-conflicts/. A plan that deletes more than half of the
+//     records on either side is refused unless forced (nothing changed).
+//  4. Writes to the handheld (journaled first), then files.
+//  5. Before the mark moves, the change list is asked for again; what is
+//     new in it is fetched and applied (conflicts included), and this is
+//     repeated until nothing new comes, so an edit on the handheld during
+//     the run is only missed if it falls into the last round trip before
+//     UpdateContract (which stores the sequence current when it is
+//     served).
+//  6. UpdateContract, then the state.
 //
-// Incremental run: GetChangedRecords for the contract; for each object id
-// the newest entry wins (entries come newest first): added or changed ones
-// are fetched and written, deleted ones (and ones the handheld can no
-// longer fetch) removed. Before the mark moves, the change list is asked
-// for again and what was added to it during the run is applied too, until
-// it stops growing.
+// A run cut anywhere loses nothing: the mark only moves at the end, files
+// are renamed into place complete, and the state remembers what each side
+// looked like after the last confirmed step (see HandheldApplier for the
+// writes to the handheld). The next run sees the same changes again and
+// finds the ones already carried over equal on both sides.
 //
-// The mark moves (UpdateContract) only after every change of the run was
-// written and the directory flushed, so a run cut anywhere leaves the
-// directory consistent and the next run repeats what was not confirmed. The
-// protocol leaves one window: UpdateContract stores the handheld's sequence
-// at the moment it is served, so an edit made on the handheld between the
-// last change list and UpdateContract (one round trip) would be skipped.
+// One-way runs (two_way false) only carry the handheld's changes into the
+// directory; a full one-way run also puts back files changed or deleted in
+// the directory and removes files the handheld does not have.
 //
-// Limits of the handheld's reply buffer: a full mirror lists at most
-// kMaxListedOids contacts, and a change list holds at most kMaxChanges
+// Limits of the handheld's reply buffer: a full run lists at most
+// kMaxListedOids records, and a change list holds at most kMaxChanges
 // entries (beyond that the handheld ends the conversation; the engine then
-// marks the directory for a full mirror).
+// marks the directory for a full run).
 #ifndef VORN_DESKTOP_SYNC_SYNC_ENGINE_H_
 #define VORN_DESKTOP_SYNC_SYNC_ENGINE_H_
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "desktop/base/status.h"
+#include "desktop/sync/conflict_resolver.h"
+#include "desktop/sync/contact_sync_adapter.h"
+#include "desktop/sync/handheld_change_reader.h"
 #include "desktop/sync/mirror_directory.h"
+#include "desktop/sync/sync_reconciler.h"
 #include "desktop/sync/sync_state.h"
+#include "desktop/sync/sync_summary.h"
 #include "desktop/transport/sync_counting_stream.h"
 #include "desktop/wire/handheld_client.h"
 
 namespace desktop {
 
 struct SyncProgress {
-  const char* phase = "";   // "listing", "fetching", "changes", "finishing"
+  const char* phase = "";   // "listing", "fetching", "changes", "confirming"
   std::uint64_t done = 0;   // records handled in this phase
   std::uint64_t total = 0;  // records of the phase; 0 when unknown
 };
@@ -57,29 +76,18 @@ struct SyncOptions {
   // The contract name (UTF-8). Empty: the one in the directory's state
   // file, else DefaultPartnerName of this host and the directory.
   std::string partner;
-  // Object ids asked for per GetRecords request (the client asks again for
-  // what did not fit in one reply).
+  bool two_way = true;
+  ConflictPolicy conflict = ConflictPolicy::kHandheld;
+  // Carry out a plan that deletes more than half of a side's records.
+  bool force = false;
+  // Object ids asked for per GetRecords request.
   std::size_t batch_size = 500;
   // Debugging: stop with an error after this many records were fetched, as
   // if the run had been cut there (0: never).
   std::uint64_t stop_after_records = 0;
-  // Called after every batch; may be empty.
+  // Called after every batch and before each look for late changes
+  // ("confirming"); may be empty.
   std::function<void(const SyncProgress&)> on_progress;
-};
-
-struct SyncSummary {
-  std::string partner;
-  std::string machine_id;
-  bool full = false;
-  std::string full_reason;  // why a full mirror was made
-  bool contract_added = false;
-  std::uint64_t added = 0;
-  std::uint64_t changed = 0;
-  std::uint64_t deleted = 0;
-  std::uint64_t unchanged = 0;  // full mirrors: cards that were up to date
-  std::uint64_t records_fetched = 0;
-  std::uint64_t bytes_received = 0;  // 0 without a counting stream
-  double seconds = 0;
 };
 
 class SyncEngine {
@@ -88,60 +96,63 @@ class SyncEngine {
   static constexpr std::uint32_t kMaxListedOids = 55294;
   // Most change entries one GetChangedRecords reply can carry.
   static constexpr std::uint32_t kMaxChanges = 44235;
+  // Most rounds of asking for late changes before the mark moves.
+  static constexpr int kLateRounds = 20;
 
-  // Works with `client` on the contacts of its handheld and writes `dir`.
-  // `counter`, when given, is the stream under `client`; its read count
-  // gives the summary's bytes. All must outlive the engine.
+  // Works with `client` on the contacts of its handheld and the mirror
+  // `dir`. `counter`, when given, is the stream under `client`; its read
+  // count gives the summary's bytes. All must outlive the engine.
   SyncEngine(HandheldClient& client, MirrorDirectory& dir, SyncOptions options,
              const SyncCountingStream* counter = nullptr);
   SyncEngine(const SyncEngine&) = delete;
   SyncEngine& operator=(const SyncEngine&) = delete;
 
   // One run. Fails on a broken stream, a reply of the wrong shape, a
-  // contract the handheld refuses, or a directory that cannot be written;
-  // the contract's mark has not moved past anything unwritten then.
+  // contract the handheld refuses, a directory that cannot be written, or
+  // a plan that needs `force`; the contract's mark has not moved past
+  // anything unapplied then.
   Result<SyncSummary> Run();
 
   // "vorn-HOST-XXXXXXXX": the host name (non-alphanumerics as '_', at most
   // 32 characters) and the 32-bit FNV-1a hash of the directory's absolute
-  // path in hexadecimal. Stable for a host and directory; the state file
-  // keeps the name once chosen, so a moved directory keeps its contract.
+  // path in hexadecimal.
   static std::string DefaultPartnerName(std::string_view host,
                                         std::string_view absolute_dir);
 
  private:
-  // The newest change per object id, in the order met.
-  struct Change {
-    std::uint32_t oid;
-    std::uint8_t kind;
-  };
-  static std::vector<Change> NewestPerOid(std::span<const ChangeEntry> list);
-
-  // Chooses the partner name and whether the run must be full.
   Status Prepare(const std::optional<SyncState>& state);
-  Status RunFull();
-  // Applies a change list (newest first).
-  Status ApplyChanges(std::span<const ChangeEntry> list);
-  // Asks for the change list again until nothing was added since `applied`,
-  // applying what was.
-  Status ApplyLateChanges(std::size_t applied);
-  // Fetches `oids` in batches and writes their cards. With `compare`,
-  // cards whose text is already in place are left alone and counted as
-  // unchanged. Object ids the handheld could not fetch go to `missing`.
-  Status FetchAndWrite(std::span<const std::uint32_t> oids, bool compare,
-                       const char* phase, std::vector<std::uint32_t>* missing);
-  // Removes the card of `oid`, counting it as deleted when there was one.
-  Status Remove(std::uint32_t oid);
+  Status OpenCollection(bool legacy);
+  Result<std::vector<HandheldChange>> HandheldSide();
+  Result<std::vector<HandheldChange>> ReadEverything();
+  Result<std::vector<DesktopChange>> DirectorySide(
+      const std::vector<HandheldChange>& handheld);
+  Status CheckDeletions(const SyncPlan& plan) const;
+  Status ApplyPlan(const SyncPlan& plan);
+  Status ApplyLateChanges();
   Result<ChangeList> ChangedRecords();
   Status Finish();
+  Status SaveState() { return state_.Save(top_); }
+  // File stamps older than the last run's start can be trusted.
+  std::int64_t TrustedBefore() const { return last_run_start_ * 1'000'000'000; }
+  CollectionState& collection() {
+    return state_.collections[adapter_.collection()];
+  }
   void Report(const char* phase, std::uint64_t done, std::uint64_t total);
 
   HandheldClient& client_;
-  MirrorDirectory& dir_;
+  MirrorDirectory& top_;
   SyncOptions options_;
   const SyncCountingStream* counter_;
+  ContactSyncAdapter adapter_;
+  std::unique_ptr<MirrorDirectory> files_;
+  std::unique_ptr<HandheldChangeReader> reader_;
+  std::unique_ptr<ConflictResolver> resolver_;
   std::u16string partner16_;
   bool contract_exists_ = false;
+  std::size_t applied_ = 0;  // change list entries applied so far
+  std::int64_t run_start_ = 0;
+  std::int64_t last_run_start_ = 0;  // of the run before, 0 if unknown
+  std::string stamp_;                // REV of this run's writes
   SyncState state_;
   SyncSummary summary_;
 };

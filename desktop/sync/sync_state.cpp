@@ -7,13 +7,76 @@
 namespace desktop {
 namespace {
 
-constexpr int kFormat = 1;
+constexpr int kLegacyFormat = 1;
+constexpr int kFormat = 2;
 
 // The string member `key`; empty when absent or of another kind.
 std::string StringMember(const Json& object, const char* key) {
   auto value = object.find(key);
   if (value == object.end() || !value->is_string()) return {};
   return value->get<std::string>();
+}
+
+template <typename T>
+T NumberMember(const Json& object, const char* key) {
+  auto value = object.find(key);
+  if (value == object.end() || !value->is_number()) return T{};
+  return value->get<T>();
+}
+
+Result<CollectionState> ParseCollection(const Json& json) {
+  CollectionState out;
+  if (!json.is_object()) return Status::Error("a collection is no object");
+  auto items = json.find("items");
+  if (items != json.end()) {
+    if (!items->is_array()) return Status::Error("items is no list");
+    for (const Json& item : *items) {
+      if (!item.is_object()) return Status::Error("an item is no object");
+      ItemState state;
+      state.uid = StringMember(item, "uid");
+      state.oid = NumberMember<std::uint32_t>(item, "oid");
+      state.file = StringMember(item, "file");
+      state.file_hash = StringMember(item, "file_hash");
+      state.file_size = NumberMember<std::uint64_t>(item, "file_size");
+      state.file_mtime = NumberMember<std::int64_t>(item, "file_mtime");
+      state.handheld_hash = StringMember(item, "handheld_hash");
+      if (state.uid.empty()) return Status::Error("an item has no uid");
+      out.items[state.uid] = std::move(state);
+    }
+  }
+  auto pending = json.find("pending");
+  if (pending != json.end() && pending->is_array()) {
+    for (const Json& item : *pending) {
+      if (!item.is_object()) return Status::Error("a pending write is odd");
+      out.pending.push_back(
+          {StringMember(item, "uid"), NumberMember<std::uint32_t>(item, "oid"),
+           StringMember(item, "file"), StringMember(item, "file_hash"),
+           StringMember(item, "sent_hash")});
+    }
+  }
+  return out;
+}
+
+Json SerializeCollection(const CollectionState& collection) {
+  Json items = Json::array();
+  for (const auto& [uid, item] : collection.items) {
+    items.push_back({{"uid", item.uid},
+                     {"oid", item.oid},
+                     {"file", item.file},
+                     {"file_hash", item.file_hash},
+                     {"file_size", item.file_size},
+                     {"file_mtime", item.file_mtime},
+                     {"handheld_hash", item.handheld_hash}});
+  }
+  Json pending = Json::array();
+  for (const PendingWrite& write : collection.pending) {
+    pending.push_back({{"uid", write.uid},
+                       {"oid", write.oid},
+                       {"file", write.file},
+                       {"file_hash", write.file_hash},
+                       {"sent_hash", write.sent_hash}});
+  }
+  return {{"items", items}, {"pending", pending}};
 }
 
 }  // namespace
@@ -24,20 +87,33 @@ Result<SyncState> SyncState::Parse(std::string_view text) {
   if (!json->is_object()) return Status::Error("not a sync state object");
   auto format = json->find("format");
   if (format == json->end() || !format->is_number() ||
-      format->get<double>() != kFormat) {
+      (format->get<double>() != kFormat &&
+       format->get<double>() != kLegacyFormat)) {
     return Status::Error("unknown sync state format");
   }
   SyncState state;
+  state.legacy = format->get<double>() == kLegacyFormat;
   state.partner = StringMember(*json, "partner");
   if (state.partner.empty()) return Status::Error("sync state has no partner");
   state.machine_id = StringMember(*json, "machine_id");
-  // A missing or odd flag counts as set: mirroring everything again is
+  // A missing or odd flag counts as set: comparing everything again is
   // always safe.
   auto pending = json->find("full_mirror_pending");
   state.full_mirror_pending =
       pending == json->end() || !pending->is_boolean() || pending->get<bool>();
   state.last_run = StringMember(*json, "last_run");
   state.last_run_kind = StringMember(*json, "last_run_kind");
+  state.last_run_epoch = NumberMember<std::int64_t>(*json, "last_run_epoch");
+  auto collections = json->find("collections");
+  if (collections != json->end() && collections->is_object()) {
+    for (const auto& [name, value] : collections->items()) {
+      Result<CollectionState> collection = ParseCollection(value);
+      if (!collection.ok()) {
+        return collection.status().WithContext("collection " + name);
+      }
+      state.collections[name] = std::move(*collection);
+    }
+  }
   return state;
 }
 
@@ -49,7 +125,13 @@ std::string SyncState::Serialize() const {
   out["full_mirror_pending"] = full_mirror_pending;
   out["last_run"] = last_run;
   out["last_run_kind"] = last_run_kind;
-  return JsonText::Write(out) + "\n";
+  out["last_run_epoch"] = last_run_epoch;
+  Json collections = Json::object();
+  for (const auto& [name, collection] : this->collections) {
+    collections[name] = SerializeCollection(collection);
+  }
+  out["collections"] = collections;
+  return JsonText::Write(out, 0) + "\n";
 }
 
 Result<std::optional<SyncState>> SyncState::Load(const MirrorDirectory& dir) {

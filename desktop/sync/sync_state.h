@@ -1,31 +1,73 @@
-// The small state file a mirror directory keeps beside its cards,
-// ".vorn-sync.json":
+// The state file of a mirror directory, DIR/.vorn-sync.json:
 //
-//   {"format": 1, "partner": "...", "machine_id": "...",
+//   {"format": 2, "partner": "...", "machine_id": "...",
 //    "full_mirror_pending": false, "last_run": "2024-05-01T10:00:00Z",
-//    "last_run_kind": "incremental"}
+//    "last_run_kind": "incremental", "last_run_epoch": 1714557600,
+//    "collections": {"contacts": {
+//      "items": [{"uid": "urn:uuid:...", "oid": 12, "file": "x.vcf",
+//                 "file_hash": "...", "file_size": 310, "file_mtime": ns,
+//                 "handheld_hash": "..."}],
+//      "pending": [{"uid": "...", "oid": 0, "file": "y.vcf",
+//                   "file_hash": "...", "sent_hash": "..."}]}}}
 //
 // partner     the contract name this directory syncs under
-// machine_id  the handheld the cards came from (its GetMachineId text)
+// machine_id  the handheld the items came from (its GetMachineId text)
 // full_mirror_pending
-//             set before a full mirror starts and cleared when it finished;
-//             a run that finds it set mirrors everything again
-// last_run    when the last run finished (UTC), and whether it was "full" or
-//             "incremental"
+//             set before a full comparison starts and cleared when it
+//             finished; a run that finds it set compares everything again
+// last_run    when the last run finished (UTC text and seconds since 1970)
+// items       per collection, the pairing of UID, object id and file, with
+//             hashes of the file as the last run left it and of the
+//             handheld's content as it last saw it (what tells each side's
+//             changes apart); size and mtime let a run skip rehashing files
+//             nobody touched
+// pending     handheld writes sent by a run that did not confirm them yet
+//             (journaled before sending): a record the handheld reports as
+//             new whose content hash equals a pending add's sent_hash is
+//             that add, not a new record
 //
-// It holds nothing per contact: an incremental run reads and writes only
-// this file and the cards that changed.
+// Format 1 (the layout of one OID.vcf per contact beside the state file)
+// is read as `legacy` for the migration.
 #ifndef VORN_DESKTOP_SYNC_SYNC_STATE_H_
 #define VORN_DESKTOP_SYNC_SYNC_STATE_H_
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "desktop/base/status.h"
 #include "desktop/sync/mirror_directory.h"
 
 namespace desktop {
+
+struct ItemState {
+  std::string uid;
+  std::uint32_t oid = 0;
+  std::string file;
+  std::string file_hash;
+  std::uint64_t file_size = 0;
+  std::int64_t file_mtime = 0;  // nanoseconds
+  std::string handheld_hash;
+  bool operator==(const ItemState&) const = default;
+};
+
+struct PendingWrite {
+  std::string uid;
+  std::uint32_t oid = 0;  // 0: an add
+  std::string file;
+  std::string file_hash;
+  std::string sent_hash;
+  bool operator==(const PendingWrite&) const = default;
+};
+
+struct CollectionState {
+  std::map<std::string, ItemState> items;  // by UID
+  std::vector<PendingWrite> pending;
+  bool operator==(const CollectionState&) const = default;
+};
 
 class SyncState {
  public:
@@ -36,6 +78,10 @@ class SyncState {
   bool full_mirror_pending = false;
   std::string last_run;
   std::string last_run_kind;
+  std::int64_t last_run_epoch = 0;
+  std::map<std::string, CollectionState> collections;
+  // Read from a format 1 file: the directory still has the old layout.
+  bool legacy = false;
 
   // Parses the file's text. Fails on text that is not a state file.
   static Result<SyncState> Parse(std::string_view text);

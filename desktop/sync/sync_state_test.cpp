@@ -9,8 +9,8 @@
 namespace desktop {
 namespace {
 
-// The state file as the mirror has always written it.
-constexpr char kWritten[] =
+// The state file of the first layout.
+constexpr char kLegacy[] =
     "{\n"
     "  \"format\": 1,\n"
     "  \"partner\": \"vorn-host-1a2b\",\n"
@@ -20,12 +20,26 @@ constexpr char kWritten[] =
     "  \"last_run_kind\": \"incremental\"\n"
     "}\n";
 
+constexpr char kWritten[] =
+    R"({"format":2,"partner":"vorn-host-1a2b","machine_id":"PDA-42",)"
+    R"("full_mirror_pending":false,"last_run":"2024-05-01T10:00:00Z",)"
+    R"("last_run_kind":"incremental","last_run_epoch":1714557600,)"
+    R"("collections":{"contacts":{"items":[{"uid":"urn:uuid:a","oid":7,)"
+    R"("file":"a.vcf","file_hash":"fh","file_size":12,"file_mtime":34,)"
+    R"("handheld_hash":"hh"}],"pending":[{"uid":"","oid":0,)"
+    R"("file":"b.vcf","file_hash":"bh","sent_hash":"sh"}]}}})"
+    "\n";
+
 SyncState Example() {
   SyncState state;
   state.partner = "vorn-host-1a2b";
   state.machine_id = "PDA-42";
   state.last_run = "2024-05-01T10:00:00Z";
   state.last_run_kind = "incremental";
+  state.last_run_epoch = 1714557600;
+  CollectionState& contacts = state.collections["contacts"];
+  contacts.items["urn:uuid:a"] = {"urn:uuid:a", 7, "a.vcf", "fh", 12, 34, "hh"};
+  contacts.pending.push_back({"", 0, "b.vcf", "bh", "sh"});
   return state;
 }
 
@@ -37,6 +51,16 @@ TEST(SyncStateTest, ReadsAnExistingFile) {
   Result<SyncState> state = SyncState::Parse(kWritten);
   ASSERT_TRUE(state.ok()) << state.status().message();
   EXPECT_EQ(*state, Example());
+}
+
+TEST(SyncStateTest, ReadsTheFirstLayoutAsLegacy) {
+  Result<SyncState> state = SyncState::Parse(kLegacy);
+  ASSERT_TRUE(state.ok()) << state.status().message();
+  EXPECT_TRUE(state->legacy);
+  EXPECT_EQ(state->partner, "vorn-host-1a2b");
+  EXPECT_FALSE(state->full_mirror_pending);
+  EXPECT_TRUE(state->collections.empty());
+  EXPECT_FALSE(SyncState::Parse(kWritten)->legacy);
 }
 
 TEST(SyncStateTest, RoundTripsThroughADirectory) {
@@ -71,7 +95,11 @@ TEST(SyncStateTest, OlderOrOddFilesAreReadCarefully) {
   ASSERT_TRUE(state.ok()) << state.status().message();
   EXPECT_EQ(state->partner, "p");
   EXPECT_TRUE(state->full_mirror_pending);
-  EXPECT_FALSE(SyncState::Parse(R"({"format": 2, "partner": "p"})").ok());
+  EXPECT_FALSE(SyncState::Parse(R"({"format": 3, "partner": "p"})").ok());
+  EXPECT_FALSE(
+      SyncState::Parse(R"({"format":2,"partner":"p","collections":{"contacts":)"
+                       R"({"items":[{"oid":1}]}}})")
+          .ok());
   EXPECT_FALSE(SyncState::Parse(R"({"format": 1})").ok());
   EXPECT_FALSE(SyncState::Parse("[]").ok());
 }

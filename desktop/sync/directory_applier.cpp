@@ -1,0 +1,122 @@
+#include "desktop/sync/directory_applier.h"
+
+#include "desktop/sync/content_hash.h"
+#include "desktop/sync/uid_file_stem.h"
+
+namespace desktop {
+namespace {
+
+constexpr std::size_t kBatch = 500;
+
+}  // namespace
+
+Status DirectoryApplier::Commit(std::vector<std::string>& written) {
+  VORN_RETURN_IF_ERROR(files_.CommitStaged());
+  for (const std::string& uid : written) {
+    ItemState& item = state_.items[uid];
+    Result<std::optional<DirectoryEntry>> entry = files_.Stat(item.file);
+    if (!entry.ok()) return entry.status();
+    if (entry->has_value()) {
+      item.file_size = (*entry)->size;
+      item.file_mtime = (*entry)->mtime;
+    }
+  }
+  written.clear();
+  return Status::Ok();
+}
+
+Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
+  std::vector<std::string> written;
+  for (const Pull& pull : pulls) {
+    if (pull.remove) {
+      if (!pull.file.empty()) {
+        Result<bool> removed = files_.RemoveFile(pull.file);
+        if (!removed.ok()) return removed.status();
+        if (*removed) ++summary_.deleted;
+      }
+      state_.items.erase(pull.uid);
+      continue;
+    }
+    std::string file = pull.file.empty()
+                           ? UidFileStem::Of(pull.uid) + adapter_.extension()
+                           : pull.file;
+    Result<std::optional<std::string>> existing = files_.ReadFile(file);
+    if (!existing.ok()) return existing.status();
+    std::string old = existing->value_or("");
+    bool known = state_.items.count(pull.uid) != 0;
+    ItemState& item = state_.items[pull.uid];
+    item.uid = pull.uid;
+    item.oid = pull.oid;
+    item.handheld_hash = pull.hash;
+    item.file = file;
+    if (existing->has_value()) {
+      // A file that holds the content already is left as it is (its REV
+      // included).
+      Result<DesktopItem> current = adapter_.FromFile(old);
+      if (current.ok() && current->canonical == pull.canonical &&
+          current->uid == pull.uid) {
+        ++summary_.unchanged;
+        item.file_hash = ContentHash::Of(old);
+        written.push_back(pull.uid);  // refreshes the stamps
+        continue;
+      }
+    }
+    Result<std::string> text =
+        adapter_.ToFile(pull.canonical, old, pull.uid, rev_);
+    if (!text.ok()) {
+      // A file that no longer parses is replaced whole.
+      text = adapter_.ToFile(pull.canonical, "", pull.uid, rev_);
+      if (!text.ok()) return text.status();
+    }
+    ++(known ? summary_.changed : summary_.added);
+    item.file_hash = ContentHash::Of(*text);
+    // Kept properties that now find a free field (a fourth e-mail address
+    // once the handheld has room) make the file hold more than the
+    // handheld: the next run sends it as a change of the file.
+    Result<DesktopItem> reread = adapter_.FromFile(*text);
+    if (reread.ok() && reread->canonical != pull.canonical) {
+      item.file_hash.clear();
+    }
+    VORN_RETURN_IF_ERROR(files_.StageFile(file, *text));
+    written.push_back(pull.uid);
+    if (written.size() >= kBatch) VORN_RETURN_IF_ERROR(Commit(written));
+  }
+  return Commit(written);
+}
+
+Status DirectoryApplier::KeepCopies(const std::vector<ConflictCopy>& copies) {
+  std::unique_ptr<MirrorDirectory> dir;
+  for (const ConflictCopy& copy : copies) {
+    if (copy.name.empty()) {
+      summary_.conflicts.push_back(copy.line);
+      continue;
+    }
+    if (!dir) {
+      Result<std::unique_ptr<MirrorDirectory>> opened =
+          top_.OpenSubdirectory(kConflictDir);
+      if (!opened.ok()) return opened.status();
+      dir = std::move(*opened);
+    }
+    // Copies of one item in one second get numbers; none is overwritten.
+    std::string name = copy.name;
+    std::string extension = adapter_.extension();
+    std::string stem = name.substr(0, name.size() - extension.size());
+    for (int n = 2;; ++n) {
+      Result<std::optional<DirectoryEntry>> there = dir->Stat(name);
+      if (!there.ok()) return there.status();
+      if (!there->has_value()) break;
+      name = stem;
+      name += "-";
+      name += std::to_string(n);
+      name += extension;
+    }
+    VORN_RETURN_IF_ERROR(dir->WriteFileDurably(name, copy.text));
+    std::string line = copy.line;
+    std::size_t at = line.rfind(copy.name);
+    if (at != std::string::npos) line.replace(at, copy.name.size(), name);
+    summary_.conflicts.push_back(line);
+  }
+  return Status::Ok();
+}
+
+}  // namespace desktop
