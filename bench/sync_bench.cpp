@@ -18,6 +18,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <random>
 #include <sstream>
 #include <string>
@@ -148,8 +149,8 @@ SizeResult Measure(std::uint32_t size, std::uint32_t edits,
   if (result.full_is_whole) {
     // The same records fetched in the engine's chunks, then each stage of
     // the mirror alone on them.
-    bench::FetchRecording fetch =
-        bench::RecordFetch(handheld, listener, desktop::SyncOptions{}.batch_size);
+    bench::FetchRecording fetch = bench::RecordFetch(
+        handheld, listener, desktop::SyncOptions{}.batch_size);
     result.serving = bench::MeasureServing(handheld, fetch);
     result.decoding = bench::MeasureDecoding(fetch);
     result.file_floor =
@@ -203,9 +204,47 @@ std::vector<std::uint32_t> ParseSizes(const std::string& text) {
 
 constexpr char kUsage[] =
     "usage: sync_bench [--sizes N,N,...] [--edits K] [--quick]\n"
+    "       sync_bench --repeat STAGE [--sizes N]\n"
     "  --sizes  handheld sizes in contacts (default 1000,10000,100000)\n"
     "  --edits  handheld edits before the incremental run (default 50)\n"
-    "  --quick  sizes 1000,5000 and 10 edits: a smoke run\n";
+    "  --quick  sizes 1000,5000 and 10 edits: a smoke run\n"
+    "  --repeat runs one stage (serving, decoding, files or push) on the\n"
+    "           first size (default 10000) over and over for a profiler\n";
+
+// Runs one stage alone for about ten seconds and prints its rate.
+int Repeat(const std::string& stage, std::uint32_t size,
+           const Listener& listener) {
+  Handheld handheld;
+  handheld.AddContacts(size);
+  bench::FetchRecording fetch =
+      bench::RecordFetch(handheld, listener, desktop::SyncOptions{}.batch_size);
+  double seconds = 0;
+  std::uint64_t items = 0;
+  std::clock_t cpu_start = std::clock();
+  while (seconds < 10) {
+    bench::StageResult r;
+    if (stage == "serving") {
+      r = bench::MeasureServing(handheld, fetch);
+    } else if (stage == "decoding") {
+      r = bench::MeasureDecoding(fetch);
+    } else if (stage == "files") {
+      r = bench::MeasureFileFloor(fetch, desktop::SyncOptions{}.batch_size);
+    } else if (stage == "push") {
+      r = bench::MeasurePush(listener, size);
+    } else {
+      Die("unknown stage \"" + stage + "\"");
+    }
+    seconds += r.seconds;
+    items += r.items;
+  }
+  // The processor time per item is what to compare between builds on a
+  // busy machine: it leaves out the time spent waiting for a processor.
+  double cpu = static_cast<double>(std::clock() - cpu_start) / CLOCKS_PER_SEC;
+  std::printf("%s: %.0f a second, %.2f us of processor time each\n",
+              stage.c_str(), static_cast<double>(items) / seconds,
+              cpu * 1e6 / static_cast<double>(items));
+  return 0;
+}
 
 }  // namespace
 
@@ -213,6 +252,8 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::vector<std::uint32_t> sizes = {1000, 10000, 100000};
   std::uint32_t edits = 50;
+  std::string repeat;
+  bool sizes_given = false;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg == "--quick") {
@@ -220,8 +261,11 @@ int main(int argc, char** argv) {
       edits = 10;
     } else if (arg == "--sizes" && i + 1 < argc) {
       sizes = ParseSizes(argv[++i]);
+      sizes_given = true;
     } else if (arg == "--edits" && i + 1 < argc) {
       edits = static_cast<std::uint32_t>(std::strtoul(argv[++i], nullptr, 10));
+    } else if (arg == "--repeat" && i + 1 < argc) {
+      repeat = argv[++i];
     } else if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
       return 0;
@@ -233,6 +277,9 @@ int main(int argc, char** argv) {
   if (sizes.empty()) Die("no sizes");
 
   Listener listener;
+  if (!repeat.empty()) {
+    return Repeat(repeat, sizes_given ? sizes.front() : 10'000, listener);
+  }
   std::vector<SizeResult> results;
   std::printf("%9s %8s %10s %10s %9s %9s %10s %10s\n", "contacts", "build s",
               "full s", "contacts/s", "reply MB/s", "raw MB/s", "catchup s",
@@ -254,8 +301,8 @@ int main(int argc, char** argv) {
               "serving/s", "decoding/s", "files/s", "floor %");
   for (const SizeResult& r : results) {
     if (!r.full_is_whole) continue;
-    double rate = static_cast<double>(r.full.summary.records_fetched) /
-                  r.full.seconds;
+    double rate =
+        static_cast<double>(r.full.summary.records_fetched) / r.full.seconds;
     std::printf("%9u %12.0f %12.0f %12.0f %12.0f %7.1f%%\n", r.size, rate,
                 r.serving.per_second(), r.decoding.per_second(),
                 r.file_floor.per_second(),
@@ -263,21 +310,19 @@ int main(int argc, char** argv) {
   }
   bench::StageResult push = bench::MeasurePush(listener, kPushCount);
   std::string push_dir = bench::MakeTempDir();
-  bench::StageResult push_file = bench::MeasurePush(
-      listener, kPushCount, [&] {
-        std::string image = push_dir + "/push.img";
-        if (auto s = device::Device::Init(image, {}); !s.ok()) {
-          Die(s.message());
-        }
-        return image;
-      }());
+  bench::StageResult push_file = bench::MeasurePush(listener, kPushCount, [&] {
+    std::string image = push_dir + "/push.img";
+    if (auto s = device::Device::Init(image, {}); !s.ok()) {
+      Die(s.message());
+    }
+    return image;
+  }());
   bench::RemoveTree(push_dir);
   bench::CommitCost commit = bench::MeasureCommitCost(listener, kCommitPackets);
   std::printf(
       "\npush of %u new contacts with BatchWrite: %.0f contacts/s in memory, "
       "%.0f contacts/s onto an image file in %s\n",
-      kPushCount, push.per_second(), push_file.per_second(),
-      push_dir.c_str());
+      kPushCount, push.per_second(), push_file.per_second(), push_dir.c_str());
   std::printf(
       "one-contact BatchWrite packets on an image file in %s: %.3f ms each "
       "with synchronous=FULL, %.3f ms without flushing: a durable commit "

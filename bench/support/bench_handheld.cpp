@@ -31,14 +31,15 @@ std::string MakeTempDir(const std::string& root) {
   // Memory (/dev/shm) unless TMPDIR names a place: on a disk, the host file
   // system's inode allocator slows file creation as a directory fills.
   const char* tmp = std::getenv("TMPDIR");
-  std::string where = !root.empty()                    ? root
-                      : tmp != nullptr && *tmp != 0    ? std::string(tmp)
+  std::string where = !root.empty()                   ? root
+                      : tmp != nullptr && *tmp != 0   ? std::string(tmp)
                       : access("/dev/shm", W_OK) == 0 ? std::string("/dev/shm")
-                                                       : std::string("/tmp");
+                                                      : std::string("/tmp");
   std::string base = where + "/vorn-sync-bench-XXXXXX";
   std::vector<char> name(base.begin(), base.end());
   name.push_back('\0');
-  if (mkdtemp(name.data()) == nullptr) Die("cannot make a directory in " + where);
+  if (mkdtemp(name.data()) == nullptr)
+    Die("cannot make a directory in " + where);
   return name.data();
 }
 
@@ -48,8 +49,7 @@ Listener::Listener() {
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof address;
-  if (fd_ < 0 ||
-      bind(fd_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+  if (fd_ < 0 || bind(fd_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
       listen(fd_, 4) != 0 ||
       getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
     Die(std::string("cannot listen on loopback: ") + std::strerror(errno));

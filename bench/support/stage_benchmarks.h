@@ -31,8 +31,8 @@ struct FetchRecording {
   std::vector<std::uint8_t> requests;
   std::vector<std::uint8_t> replies;
   std::vector<std::vector<std::uint32_t>> chunks;
-  std::vector<std::uint32_t> oids;   // of the records, in order
-  std::vector<std::string> cards;    // vCard text of each record
+  std::vector<std::uint32_t> oids;  // of the records, in order
+  std::vector<std::string> cards;   // vCard text of each record
 };
 
 // Fetches every contact of `handheld` in chunks of `chunk` object ids, as

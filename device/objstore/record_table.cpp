@@ -1,5 +1,6 @@
 #include "device/objstore/record_table.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -30,7 +31,7 @@ RecordValue ValueFromRow(Statement& row, int first) {
       value.real = row.IsNull(first + 2) ? 0.0 : std::stod(row.Text(first + 2));
       break;
     case CEVT_LPWSTR:
-      value.text = Utf8ToUtf16(row.Text(first + 3));
+      value.text = Utf8ToUtf16(row.TextView(first + 3));
       break;
     case CEVT_BLOB:
       value.bytes = row.Blob(first + 4);
@@ -194,14 +195,44 @@ std::optional<CEOID> RecordTable::RecordParent(CEOID record) {
   return parent;
 }
 
-std::vector<RecordValue> RecordTable::ReadRecord(CEOID record) {
+std::optional<std::u16string> RecordTable::ParentName(CEOID record) {
+  Statement& row = image_.Cached(
+      "SELECT d.name FROM objstore_records AS r JOIN objstore_databases AS d "
+      "ON d.oid=r.db WHERE r.oid=?");
+  row.Bind(1, std::int64_t{record});
+  std::optional<std::u16string> name;
+  if (row.Step()) name = Utf8ToUtf16(row.Text(0));
+  row.Reset();
+  return name;
+}
+
+std::vector<RecordValue> RecordTable::ReadRecordById(CEOID record) {
   Statement& row = image_.Cached(
       "SELECT propid, number, real, text, bytes FROM objstore_properties "
-      "WHERE record=? ORDER BY seq");
+      "WHERE record=? ORDER BY propid");
   row.Bind(1, std::int64_t{record});
   std::vector<RecordValue> values;
   while (row.Step()) values.push_back(ValueFromRow(row, 0));
   row.Reset();
+  return values;
+}
+
+std::vector<RecordValue> RecordTable::ReadRecord(CEOID record) {
+  // The rows come in the primary key's order and are put in write order
+  // here: an ORDER BY would make SQLite sort through a temporary b-tree for
+  // every record read.
+  Statement& row = image_.Cached(
+      "SELECT propid, number, real, text, bytes, seq FROM objstore_properties "
+      "WHERE record=?");
+  row.Bind(1, std::int64_t{record});
+  std::vector<std::pair<std::int64_t, RecordValue>> rows;
+  while (row.Step()) rows.emplace_back(row.Int(5), ValueFromRow(row, 0));
+  row.Reset();
+  std::sort(rows.begin(), rows.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<RecordValue> values;
+  values.reserve(rows.size());
+  for (auto& [seq, value] : rows) values.push_back(std::move(value));
   return values;
 }
 
@@ -230,14 +261,27 @@ CEOID RecordTable::WriteRecord(CEOID database, CEOID record,
         .Bind(2, std::int64_t{id})
         .Run();
   }
+  std::int64_t seq = 0;
   for (const RecordValue& value : set) {
-    Statement& write = image_.Cached(
-        "INSERT INTO objstore_properties(record, propid, seq, number, real, "
-        "text, bytes) VALUES(?1, ?2, (SELECT COALESCE(MAX(seq), 0) + 1 FROM "
-        "objstore_properties WHERE record=?1), ?3, ?4, ?5, ?6) "
-        "ON CONFLICT(record, propid) DO UPDATE SET number=excluded.number, "
-        "real=excluded.real, text=excluded.text, bytes=excluded.bytes");
+    // A new record's properties are numbered in the order given; a
+    // record's new properties go after its last one.
+    Statement& write =
+        added ? image_.Cached(
+                    "INSERT INTO objstore_properties(record, propid, seq, "
+                    "number, real, text, bytes) VALUES(?1, ?2, ?7, ?3, ?4, "
+                    "?5, ?6) ON CONFLICT(record, propid) DO UPDATE SET "
+                    "number=excluded.number, real=excluded.real, "
+                    "text=excluded.text, bytes=excluded.bytes")
+              : image_.Cached(
+                    "INSERT INTO objstore_properties(record, propid, seq, "
+                    "number, real, text, bytes) VALUES(?1, ?2, (SELECT "
+                    "COALESCE(MAX(seq), 0) + 1 FROM objstore_properties "
+                    "WHERE record=?1), ?3, ?4, ?5, ?6) "
+                    "ON CONFLICT(record, propid) DO UPDATE SET "
+                    "number=excluded.number, real=excluded.real, "
+                    "text=excluded.text, bytes=excluded.bytes");
     write.Bind(1, std::int64_t{record}).Bind(2, std::int64_t{value.id});
+    if (added) write.Bind(7, ++seq);
     write.BindNull(3).BindNull(4).BindNull(5).BindNull(6);
     switch (value.type()) {
       case CEVT_R8: {

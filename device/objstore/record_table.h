@@ -69,8 +69,14 @@ class RecordTable {
   // Records.
   // The database a record belongs to; nullopt when `record` is no record.
   std::optional<CEOID> RecordParent(CEOID record);
+  // The name of the database that holds `record`; nullopt when it is no
+  // record.
+  std::optional<std::u16string> ParentName(CEOID record);
   // Every property of the record in the order they were first written.
   std::vector<RecordValue> ReadRecord(CEOID record);
+  // The same sorted by property id instead (the table's own order, read
+  // without sorting).
+  std::vector<RecordValue> ReadRecordById(CEOID record);
   // Writes `set` and removes `remove` on `record` of `database`, or on a new
   // record when `record` is 0; keeps every sort key current. Returns the
   // record's OID.

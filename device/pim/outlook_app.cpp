@@ -1,6 +1,7 @@
 #include "device/pim/outlook_app.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "device/kernel/ole_date.h"
@@ -124,15 +125,15 @@ BSTR OutlookApp::AllocString(std::u16string_view text) {
   auto* copy = new WCHAR[text.size() + 1];
   std::copy(text.begin(), text.end(), copy);
   copy[text.size()] = 0;
-  strings_.insert(copy);
+  strings_.push_back(copy);
   return copy;
 }
 
 HRESULT OutlookApp::SysFreeString(BSTR text) {
   if (text == nullptr) return S_OK;
-  auto it = strings_.find(text);
-  if (it == strings_.end()) return E_INVALIDARG;
-  strings_.erase(it);
+  auto it = std::find(strings_.rbegin(), strings_.rend(), text);
+  if (it == strings_.rend()) return E_INVALIDARG;
+  strings_.erase(std::next(it).base());
   delete[] text;
   return S_OK;
 }

@@ -12,7 +12,6 @@
 #include <functional>
 #include <memory>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "device/image/device_context.h"
@@ -100,7 +99,10 @@ class OutlookApp final : public IPOutlookApp {
   bool loggedOn_ = false;
   ChangeHook changeHook_;
   std::vector<std::unique_ptr<PimObject>> pool_;
-  std::unordered_set<BSTR> strings_;
+  // Live strings in the order they were handed out. Callers free a string
+  // soon after getting it, so SysFreeString searches from the newest end
+  // and usually stops at the first entry.
+  std::vector<BSTR> strings_;
 };
 
 }  // namespace device

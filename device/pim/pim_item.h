@@ -9,8 +9,8 @@
 #ifndef VORN_DEVICE_PIM_PIM_ITEM_H_
 #define VORN_DEVICE_PIM_PIM_ITEM_H_
 
-#include <map>
 #include <set>
+#include <vector>
 
 #include "device/objstore/record_value.h"
 #include "device/pim/pim_object.h"
@@ -53,11 +53,15 @@ class PimItem : public PimObject {
  private:
   void Set(RecordValue value);
   void Remove(CEPROPID id);
+  // The value of `id`, or null.
+  const RecordValue* Find(CEPROPID id) const;
 
   int itemType_;
   CEOID oid_;
   bool deleted_ = false;
-  std::map<CEPROPID, RecordValue> values_;
+  // Sorted by id: an item has a few dozen properties at most, read far
+  // more often than changed.
+  std::vector<RecordValue> values_;
   std::set<CEPROPID> changed_;
   std::set<CEPROPID> removed_;
 };

@@ -29,12 +29,10 @@ CEOID PimItemStore::Database(int itemType) {
 }
 
 std::optional<int> PimItemStore::ItemTypeOf(CEOID record) {
-  std::optional<CEOID> parent = records_.RecordParent(record);
-  if (!parent) return std::nullopt;
-  std::optional<DatabaseInfo> info = records_.FindDatabase(*parent);
-  if (!info) return std::nullopt;
+  std::optional<std::u16string> name = records_.ParentName(record);
+  if (!name) return std::nullopt;
   for (int type : {olContactItem, olAppointmentItem, olTaskItem}) {
-    if (info->name == DatabaseName(type)) return type;
+    if (*name == DatabaseName(type)) return type;
   }
   return std::nullopt;
 }
