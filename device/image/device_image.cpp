@@ -271,8 +271,15 @@ bool DeviceImage::InTransaction() const {
 }
 
 std::uint32_t DeviceImage::NewOid() {
-  std::int64_t next = std::stoll(GetMeta("next_oid", "65536"));
-  SetMeta("next_oid", std::to_string(next + 1));
+  // One statement takes the next OID and stores the one after it (as text,
+  // like every meta value); the first OID handed out is 65536.
+  Statement& statement = Cached(
+      "INSERT INTO meta(key, value) VALUES('next_oid', '65537') "
+      "ON CONFLICT(key) DO UPDATE SET value=CAST(CAST(value AS INTEGER) + 1 "
+      "AS TEXT) RETURNING CAST(value AS INTEGER) - 1");
+  if (!statement.Step()) Fail(db_, "device image");
+  std::int64_t next = statement.Int(0);
+  statement.Run();
   return static_cast<std::uint32_t>(next);
 }
 

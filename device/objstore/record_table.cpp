@@ -13,6 +13,10 @@ namespace {
 // units later.
 constexpr std::uint64_t kUnixEpochFileTime = 116444736000000000ULL;
 
+// Room reserved for a record's properties before reading them: enough for
+// most items without growing, small enough for the allocator's quick path.
+constexpr std::size_t kTypicalPropertyCount = 12;
+
 std::string FoldedName(std::u16string_view name) {
   std::u16string folded(name);
   for (char16_t& unit : folded) unit = FoldSortCase(unit);
@@ -99,28 +103,39 @@ std::optional<DatabaseInfo> RecordTable::FindDatabase(CEOID oid) {
   info.type = static_cast<DWORD>(row.Int(1));
   info.modified = static_cast<std::uint64_t>(row.Int(2));
   row.Reset();
-  Statement& sorts = image_.Cached(
-      "SELECT propid, flags FROM objstore_sort_orders WHERE db=? "
-      "ORDER BY position");
-  sorts.Bind(1, std::int64_t{oid});
-  while (sorts.Step()) {
-    info.sorts.push_back({static_cast<CEPROPID>(sorts.Int(0)),
-                          static_cast<DWORD>(sorts.Int(1))});
-  }
-  sorts.Reset();
+  info.sorts = SortOrders(oid);
   return info;
 }
 
-std::optional<DatabaseInfo> RecordTable::FindDatabaseByName(
-    std::u16string_view name) {
+std::optional<CEOID> RecordTable::FindDatabaseOid(std::u16string_view name) {
   Statement& row =
       image_.Cached("SELECT oid FROM objstore_databases WHERE folded_name=?");
   row.Bind(1, FoldedName(name));
   std::optional<CEOID> oid;
   if (row.Step()) oid = static_cast<CEOID>(row.Int(0));
   row.Reset();
+  return oid;
+}
+
+std::optional<DatabaseInfo> RecordTable::FindDatabaseByName(
+    std::u16string_view name) {
+  std::optional<CEOID> oid = FindDatabaseOid(name);
   if (!oid) return std::nullopt;
   return FindDatabase(*oid);
+}
+
+std::vector<SortOrder> RecordTable::SortOrders(CEOID database) {
+  Statement& sorts = image_.Cached(
+      "SELECT propid, flags FROM objstore_sort_orders WHERE db=? "
+      "ORDER BY position");
+  sorts.Bind(1, std::int64_t{database});
+  std::vector<SortOrder> orders;
+  while (sorts.Step()) {
+    orders.push_back({static_cast<CEPROPID>(sorts.Int(0)),
+                      static_cast<DWORD>(sorts.Int(1))});
+  }
+  sorts.Reset();
+  return orders;
 }
 
 CEOID RecordTable::CreateDatabase(std::u16string_view name, DWORD type,
@@ -212,6 +227,7 @@ std::vector<RecordValue> RecordTable::ReadRecordById(CEOID record) {
       "WHERE record=? ORDER BY propid");
   row.Bind(1, std::int64_t{record});
   std::vector<RecordValue> values;
+  values.reserve(kTypicalPropertyCount);
   while (row.Step()) values.push_back(ValueFromRow(row, 0));
   row.Reset();
   return values;
@@ -255,7 +271,8 @@ CEOID RecordTable::WriteRecord(CEOID database, CEOID record,
         .Bind(3, std::int64_t{record})
         .Run();
   }
-  for (CEPROPID id : remove) {
+  // A new record has no properties to remove.
+  for (CEPROPID id : added ? std::span<const CEPROPID>() : remove) {
     image_.Cached("DELETE FROM objstore_properties WHERE record=? AND propid=?")
         .Bind(1, std::int64_t{record})
         .Bind(2, std::int64_t{id})
@@ -302,9 +319,7 @@ CEOID RecordTable::WriteRecord(CEOID database, CEOID record,
     }
     write.Run();
   }
-  if (std::optional<DatabaseInfo> info = FindDatabase(database)) {
-    UpdateSortKeys(*info, record);
-  }
+  UpdateSortKeys(database, SortOrders(database), record);
   Touch(database);
   return record;
 }
@@ -323,9 +338,11 @@ void RecordTable::DeleteRecord(CEOID record) {
   if (parent) Touch(*parent);
 }
 
-void RecordTable::UpdateSortKeys(const DatabaseInfo& database, CEOID record) {
-  for (std::size_t sort = 0; sort < database.sorts.size(); ++sort) {
-    const SortOrder& order = database.sorts[sort];
+void RecordTable::UpdateSortKeys(CEOID database,
+                                 const std::vector<SortOrder>& sorts,
+                                 CEOID record) {
+  for (std::size_t sort = 0; sort < sorts.size(); ++sort) {
+    const SortOrder& order = sorts[sort];
     Statement& read = image_.Cached(
         "SELECT propid, number, real, text, bytes FROM objstore_properties "
         "WHERE record=? AND propid=?");
@@ -343,7 +360,7 @@ void RecordTable::UpdateSortKeys(const DatabaseInfo& database, CEOID record) {
         .Cached(
             "INSERT INTO objstore_sort_keys(db, sort, key, oid) "
             "VALUES(?, ?, ?, ?)")
-        .Bind(1, std::int64_t{database.oid})
+        .Bind(1, std::int64_t{database})
         .Bind(2, static_cast<std::int64_t>(sort))
         .BindBlob(3, key)
         .Bind(4, std::int64_t{record})
@@ -351,7 +368,7 @@ void RecordTable::UpdateSortKeys(const DatabaseInfo& database, CEOID record) {
   }
   image_.Cached("UPDATE objstore_databases SET modified=? WHERE oid=?")
       .Bind(1, static_cast<std::int64_t>(CurrentFileTime()))
-      .Bind(2, std::int64_t{database.oid})
+      .Bind(2, std::int64_t{database})
       .Run();
 }
 

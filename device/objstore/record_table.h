@@ -57,6 +57,12 @@ class RecordTable {
   // Databases. Names compare without regard to letter case.
   std::optional<DatabaseInfo> FindDatabase(CEOID oid);
   std::optional<DatabaseInfo> FindDatabaseByName(std::u16string_view name);
+  // The OID alone of the database named `name` (compared without regard to
+  // case).
+  std::optional<CEOID> FindDatabaseOid(std::u16string_view name);
+  // The sort orders of `database` in their order; empty when it has none
+  // or does not exist.
+  std::vector<SortOrder> SortOrders(CEOID database);
   // Creates a database with a new OID; the name must not be in use.
   CEOID CreateDatabase(std::u16string_view name, DWORD type,
                        std::span<const SortOrder> sorts);
@@ -124,7 +130,8 @@ class RecordTable {
 
  private:
   std::optional<RecordPosition> PositionFrom(Statement& statement);
-  void UpdateSortKeys(const DatabaseInfo& database, CEOID record);
+  void UpdateSortKeys(CEOID database, const std::vector<SortOrder>& sorts,
+                      CEOID record);
   void Touch(CEOID database);
 
   DeviceImage& image_;

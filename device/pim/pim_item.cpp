@@ -37,6 +37,12 @@ PimItem::PimItem(OutlookApp& app, int itemType, CEOID oid)
   }
 }
 
+void PimItem::OnReleased() {
+  std::vector<RecordValue>().swap(values_);
+  changed_.clear();
+  removed_.clear();
+}
+
 const RecordValue* PimItem::Find(CEPROPID id) const {
   auto it = std::lower_bound(values_.begin(), values_.end(), id, IdLess);
   return it != values_.end() && it->id == id ? &*it : nullptr;

@@ -49,6 +49,9 @@ class PimItem : public PimObject {
   // Removes the record and tells the change hook; E_FAIL when the item was
   // never saved or its record is gone.
   HRESULT DeleteItem();
+  // A released item keeps its identity and drops its properties: the pool
+  // holds every item of a conversation until its end.
+  void OnReleased() override;
 
  private:
   void Set(RecordValue value);

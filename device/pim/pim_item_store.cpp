@@ -22,9 +22,7 @@ const char16_t* PimItemStore::DatabaseName(int itemType) {
 CEOID PimItemStore::Database(int itemType) {
   const char16_t* name = DatabaseName(itemType);
   if (name == nullptr) return 0;
-  if (std::optional<DatabaseInfo> info = records_.FindDatabaseByName(name)) {
-    return info->oid;
-  }
+  if (std::optional<CEOID> oid = records_.FindDatabaseOid(name)) return *oid;
   return records_.CreateDatabase(name, 0, {});
 }
 
