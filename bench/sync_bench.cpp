@@ -208,8 +208,9 @@ constexpr char kUsage[] =
     "  --sizes  handheld sizes in contacts (default 1000,10000,100000)\n"
     "  --edits  handheld edits before the incremental run (default 50)\n"
     "  --quick  sizes 1000,5000 and 10 edits: a smoke run\n"
-    "  --repeat runs one stage (serving, decoding, files or push) on the\n"
-    "           first size (default 10000) over and over for a profiler\n";
+    "  --repeat runs one stage (serving, decoding, files, push or mirror,\n"
+    "           the whole full mirror) on the first size (default 10000)\n"
+    "           over and over, for a profiler\n";
 
 // Runs one stage alone for about ten seconds and prints its rate.
 int Repeat(const std::string& stage, std::uint32_t size,
@@ -231,6 +232,11 @@ int Repeat(const std::string& stage, std::uint32_t size,
       r = bench::MeasureFileFloor(fetch, desktop::SyncOptions{}.batch_size);
     } else if (stage == "push") {
       r = bench::MeasurePush(listener, size);
+    } else if (stage == "mirror") {
+      std::string root = bench::MakeTempDir();
+      Run run = Mirror(handheld, listener, root + "/cards");
+      r = {run.seconds, run.summary.records_fetched};
+      bench::RemoveTree(root);
     } else {
       Die("unknown stage \"" + stage + "\"");
     }
