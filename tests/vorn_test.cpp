@@ -371,9 +371,12 @@ TEST_F(VornTest, PutOfThousandsGoesOutInAFewBatchPackets) {
   std::string json = "[";
   for (int i = 0; i < kCount; ++i) {
     std::string n = std::to_string(i);
-    json += (i == 0 ? "" : ",\n") + std::string(R"({"FirstName":"P)") + n +
-            R"(","LastName":"Bulk","Email1Address":"p)" + n +
-            R"(@example.org"})";
+    json += i == 0 ? "" : ",\n";
+    json += R"({"FirstName":"P)";
+    json += n;
+    json += R"(","LastName":"Bulk","Email1Address":"p)";
+    json += n;
+    json += R"(@example.org"})";
   }
   json += "]";
   std::string input = Write("many.json", json);
@@ -453,6 +456,7 @@ TEST_F(VornTest, PutGoesOnAfterAnUpdateOfAMissingContact) {
   // New contacts go out in batches, updates one at a time (an update of a
   // missing contact in a batch would stop it with an error box).
   std::vector<std::uint8_t> commands;
+  commands.reserve(packets.size());
   for (const Bytes& packet : packets) commands.push_back(packet.at(0));
   EXPECT_EQ(commands, (std::vector<std::uint8_t>{15, 3, 3, 15, 1}));
   EXPECT_NE(put.exitCode, 0);
