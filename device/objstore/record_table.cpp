@@ -93,17 +93,22 @@ std::optional<DatabaseInfo> RecordTable::FindDatabase(CEOID oid) {
   Statement& row = image_.Cached(
       "SELECT name, type, modified FROM objstore_databases WHERE oid=?");
   row.Bind(1, std::int64_t{oid});
+  return DatabaseFrom(row, oid);
+}
+
+std::optional<DatabaseInfo> RecordTable::DatabaseFrom(Statement& row,
+                                                      CEOID oid) {
   if (!row.Step()) {
     row.Reset();
     return std::nullopt;
   }
   DatabaseInfo info;
-  info.oid = oid;
+  info.oid = oid != 0 ? oid : static_cast<CEOID>(row.Int(3));
   info.name = Utf8ToUtf16(row.Text(0));
   info.type = static_cast<DWORD>(row.Int(1));
   info.modified = static_cast<std::uint64_t>(row.Int(2));
   row.Reset();
-  info.sorts = SortOrders(oid);
+  info.sorts = SortOrders(info.oid);
   return info;
 }
 
@@ -119,9 +124,11 @@ std::optional<CEOID> RecordTable::FindDatabaseOid(std::u16string_view name) {
 
 std::optional<DatabaseInfo> RecordTable::FindDatabaseByName(
     std::u16string_view name) {
-  std::optional<CEOID> oid = FindDatabaseOid(name);
-  if (!oid) return std::nullopt;
-  return FindDatabase(*oid);
+  Statement& row = image_.Cached(
+      "SELECT name, type, modified, oid FROM objstore_databases WHERE "
+      "folded_name=?");
+  row.Bind(1, FoldedName(name));
+  return DatabaseFrom(row, 0);
 }
 
 std::vector<SortOrder> RecordTable::SortOrders(CEOID database) {
@@ -319,7 +326,7 @@ CEOID RecordTable::WriteRecord(CEOID database, CEOID record,
     }
     write.Run();
   }
-  UpdateSortKeys(database, SortOrders(database), record);
+  UpdateSortKeys(database, SortOrders(database), record, added);
   Touch(database);
   return record;
 }
@@ -340,7 +347,7 @@ void RecordTable::DeleteRecord(CEOID record) {
 
 void RecordTable::UpdateSortKeys(CEOID database,
                                  const std::vector<SortOrder>& sorts,
-                                 CEOID record) {
+                                 CEOID record, bool added) {
   for (std::size_t sort = 0; sort < sorts.size(); ++sort) {
     const SortOrder& order = sorts[sort];
     Statement& read = image_.Cached(
@@ -352,10 +359,13 @@ void RecordTable::UpdateSortKeys(CEOID database,
     read.Reset();
     std::vector<std::uint8_t> key =
         EncodeSortKey(value ? &*value : nullptr, order.flags);
-    image_.Cached("DELETE FROM objstore_sort_keys WHERE oid=? AND sort=?")
-        .Bind(1, std::int64_t{record})
-        .Bind(2, static_cast<std::int64_t>(sort))
-        .Run();
+    // A new record has a key in the OID order only.
+    if (!added) {
+      image_.Cached("DELETE FROM objstore_sort_keys WHERE oid=? AND sort=?")
+          .Bind(1, std::int64_t{record})
+          .Bind(2, static_cast<std::int64_t>(sort))
+          .Run();
+    }
     image_
         .Cached(
             "INSERT INTO objstore_sort_keys(db, sort, key, oid) "

@@ -131,7 +131,10 @@ class RecordTable {
  private:
   std::optional<RecordPosition> PositionFrom(Statement& statement);
   void UpdateSortKeys(CEOID database, const std::vector<SortOrder>& sorts,
-                      CEOID record);
+                      CEOID record, bool added);
+  // The database of the row `row` steps to (name, type, modified and, when
+  // `oid` is 0, its OID); nullopt when there is none. Resets `row`.
+  std::optional<DatabaseInfo> DatabaseFrom(Statement& row, CEOID oid);
   void Touch(CEOID database);
 
   DeviceImage& image_;
