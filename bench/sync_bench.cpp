@@ -11,26 +11,22 @@
 // new contacts each.
 //
 // Prints a table and, as the last line of standard output, one JSON object.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
+#include <ctime>
 #include <random>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "agent/session/entry_point.h"
+#include "bench/support/bench_handheld.h"
+#include "bench/support/stage_benchmarks.h"
 #include "desktop/formats/json_text.h"
 #include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/sync_engine.h"
@@ -38,166 +34,21 @@
 #include "desktop/transport/tcp_stream.h"
 #include "desktop/wire/handheld_client.h"
 #include "device/device.h"
-#include "device/pim/change_log_writer.h"
-#include "device/pim/outlook_app.h"
-#include "device/stream/byte_channel.h"
-#include "device/stream/conversation.h"
-#include "platform/pimstore.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using bench::Clock;
+using bench::Die;
+using bench::Handheld;
+using bench::Listener;
+using bench::Since;
 
 constexpr std::uint32_t kFirstFull = 50'000;
 constexpr std::uint32_t kCatchUpStep = 40'000;
-
-double Since(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-[[noreturn]] void Die(const std::string& message) {
-  std::fprintf(stderr, "sync_bench: %s\n", message.c_str());
-  std::exit(1);
-}
-
-// A loopback listening socket; Accept serves one conversation per call.
-class Listener {
- public:
-  Listener() {
-    fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (fd_ < 0 ||
-        bind(fd_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        listen(fd_, 4) != 0 ||
-        getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-      Die(std::string("cannot listen on loopback: ") + std::strerror(errno));
-    }
-    port_ = ntohs(address.sin_port);
-  }
-  ~Listener() { close(fd_); }
-  std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
-  int Accept() const {
-    int fd = accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd < 0) Die(std::string("accept: ") + std::strerror(errno));
-    // The agent writes a reply's length and its bytes separately; without
-    // this the second write waits for the desktop's delayed ACK.
-    int one = 1;
-    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-    return fd;
-  }
-
- private:
-  int fd_ = -1;
-  int port_ = 0;
-};
-
-// A handheld whose contacts are edited through the object model with the
-// change-log writer hooked in.
-class Handheld {
- public:
-  Handheld()
-      : device_(device::Device::InMemory()), writer_(device_->changeLog()) {
-    device_->SetMessageOutput(&messages_);
-  }
-
-  // Runs `edit` inside one transaction with an application object whose
-  // saves and deletes are logged.
-  template <typename Fn>
-  void Edit(Fn edit) {
-    device::ScopedServices services(device_->services());
-    device_->image().Begin();
-    auto* app =
-        new device::OutlookApp(device_->context(), device_->objectStore());
-    app->SetChangeHook([this](int type, CEOID oid, int kind) {
-      writer_.OnChange(type, oid, kind);
-      if (!writer_.lastStatus().ok()) Die(writer_.lastStatus().message());
-    });
-    edit(*app);
-    app->Release();
-    device_->image().Commit();
-  }
-
-  void AddContacts(std::uint32_t count) {
-    Edit([&](device::OutlookApp& app) {
-      for (std::uint32_t i = 0; i < count; ++i) {
-        oids_.push_back(Add(app, next_++));
-        if (i % 1000 == 999) app.SweepReleasedItems();
-      }
-    });
-  }
-
-  // `edits` changes, a third each adds, changes and deletes.
-  void EditContacts(std::uint32_t edits, std::mt19937& random) {
-    Edit([&](device::OutlookApp& app) {
-      for (std::uint32_t i = 0; i < edits; ++i) {
-        if (i % 3 == 0 || oids_.empty()) {
-          oids_.push_back(Add(app, next_++));
-          continue;
-        }
-        std::size_t at = random() % oids_.size();
-        IDispatch* item = nullptr;
-        if (app.GetItemFromOid(static_cast<LONG>(oids_[at]), &item) < 0) {
-          Die("no contact " + std::to_string(oids_[at]));
-        }
-        auto* contact = platform::ItemAs<IContact>(item);
-        if (i % 3 == 1) {
-          contact->put_JobTitle(u"Changed in the benchmark");
-          if (contact->Save() < 0) Die("save failed");
-        } else {
-          if (contact->Delete() < 0) Die("delete failed");
-          oids_[at] = oids_.back();
-          oids_.pop_back();
-        }
-        item->Release();
-      }
-    });
-  }
-
-  // Serves one conversation on a connection accepted from `listener`.
-  std::thread Serve(const Listener& listener) {
-    return std::thread([this, &listener] {
-      int fd = listener.Accept();
-      device::FdChannel channel(fd, fd);
-      device::RunConversation(*device_, channel, rsCeApiMgr);
-      close(fd);
-    });
-  }
-
-  std::size_t size() const { return oids_.size(); }
-
- private:
-  static CEOID Add(device::OutlookApp& app, std::uint32_t n) {
-    IDispatch* item = nullptr;
-    if (app.CreateItem(olContactItem, &item) < 0) Die("CreateItem failed");
-    auto* contact = platform::ItemAs<IContact>(item);
-    std::u16string number;
-    for (char c : std::to_string(n)) number += static_cast<char16_t>(c);
-    contact->put_FirstName((u"Person" + number).c_str());
-    contact->put_LastName(u"Benchmark");
-    contact->put_CompanyName(u"Orvanet Test Works");
-    contact->put_JobTitle(u"Engineer");
-    contact->put_Email1Address((u"person" + number + u"@example.org").c_str());
-    contact->put_MobileTelephoneNumber((u"+1 555 01" + number).c_str());
-    contact->put_BusinessTelephoneNumber(u"+1 555 0100");
-    contact->put_HomeAddressStreet((number + u" Main Street").c_str());
-    contact->put_HomeAddressCity(u"Springfield");
-    contact->put_Body(u"Met at the conference.\r\nLikes tea.");
-    if (contact->Save() < 0) Die("Save failed");
-    LONG oid = 0;
-    contact->get_Oid(&oid);
-    item->Release();
-    return static_cast<CEOID>(oid);
-  }
-
-  std::unique_ptr<device::Device> device_;
-  std::ostringstream messages_;
-  device::ChangeLogWriter& writer_;
-  std::vector<CEOID> oids_;
-  std::uint32_t next_ = 1;
-};
+// The contacts pushed with BatchWrite, and the one-record packets that
+// measure what a durable commit costs.
+constexpr std::uint32_t kPushCount = 10'000;
+constexpr std::uint32_t kCommitPackets = 200;
 
 struct Run {
   desktop::SyncSummary summary;
@@ -262,6 +113,11 @@ struct SizeResult {
   double build_seconds = 0;
   bool full_is_whole = true;  // false: grown through catch-up runs
   Run full;
+  // The full mirror's stages alone, measured right after it (whole full
+  // mirrors only).
+  bench::StageResult serving;
+  bench::StageResult decoding;
+  bench::StageResult file_floor;
   double catch_up_seconds = 0;
   std::uint64_t catch_up_records = 0;
   Run incremental;
@@ -280,15 +136,8 @@ SizeResult Measure(std::uint32_t size, std::uint32_t edits,
   // Mirrors go to memory (/dev/shm) unless TMPDIR names a place: on a disk,
   // the host file system's inode allocator slows file creation as a
   // directory fills, which would measure the host rather than the mirror.
-  const char* tmp = std::getenv("TMPDIR");
-  std::string root = tmp != nullptr && *tmp != 0     ? std::string(tmp)
-                     : access("/dev/shm", W_OK) == 0 ? std::string("/dev/shm")
-                                                     : std::string("/tmp");
-  std::string base = root + "/vorn-sync-bench-XXXXXX";
-  std::vector<char> name(base.begin(), base.end());
-  name.push_back('\0');
-  if (mkdtemp(name.data()) == nullptr) Die("cannot make a temporary directory");
-  std::string dir = std::string(name.data()) + "/cards";
+  std::string root = bench::MakeTempDir();
+  std::string dir = root + "/cards";
 
   Handheld handheld;
   auto start = Clock::now();
@@ -297,6 +146,16 @@ SizeResult Measure(std::uint32_t size, std::uint32_t edits,
   result.build_seconds = Since(start);
   result.full = Mirror(handheld, listener, dir);
   result.full_is_whole = first == size;
+  if (result.full_is_whole) {
+    // The same records fetched in the engine's chunks, then each stage of
+    // the mirror alone on them.
+    bench::FetchRecording fetch = bench::RecordFetch(
+        handheld, listener, desktop::SyncOptions{}.batch_size);
+    result.serving = bench::MeasureServing(handheld, fetch);
+    result.decoding = bench::MeasureDecoding(fetch);
+    result.file_floor =
+        bench::MeasureFileFloor(fetch, desktop::SyncOptions{}.batch_size);
+  }
   while (handheld.size() < size) {
     std::uint32_t step = std::min<std::uint32_t>(
         kCatchUpStep, size - static_cast<std::uint32_t>(handheld.size()));
@@ -323,7 +182,7 @@ SizeResult Measure(std::uint32_t size, std::uint32_t edits,
   result.incremental = rounds[1];
   result.raw_mb_per_second =
       RawLoopback(listener, result.full.summary.bytes_received);
-  g_temporaries.emplace_back(name.data());
+  g_temporaries.push_back(root);
   return result;
 }
 
@@ -345,9 +204,53 @@ std::vector<std::uint32_t> ParseSizes(const std::string& text) {
 
 constexpr char kUsage[] =
     "usage: sync_bench [--sizes N,N,...] [--edits K] [--quick]\n"
+    "       sync_bench --repeat STAGE [--sizes N]\n"
     "  --sizes  handheld sizes in contacts (default 1000,10000,100000)\n"
     "  --edits  handheld edits before the incremental run (default 50)\n"
-    "  --quick  sizes 1000,5000 and 10 edits: a smoke run\n";
+    "  --quick  sizes 1000,5000 and 10 edits: a smoke run\n"
+    "  --repeat runs one stage (serving, decoding, files, push or mirror,\n"
+    "           the whole full mirror) on the first size (default 10000)\n"
+    "           over and over, for a profiler\n";
+
+// Runs one stage alone for about ten seconds and prints its rate.
+int Repeat(const std::string& stage, std::uint32_t size,
+           const Listener& listener) {
+  Handheld handheld;
+  handheld.AddContacts(size);
+  bench::FetchRecording fetch =
+      bench::RecordFetch(handheld, listener, desktop::SyncOptions{}.batch_size);
+  double seconds = 0;
+  std::uint64_t items = 0;
+  std::clock_t cpu_start = std::clock();
+  while (seconds < 10) {
+    bench::StageResult r;
+    if (stage == "serving") {
+      r = bench::MeasureServing(handheld, fetch);
+    } else if (stage == "decoding") {
+      r = bench::MeasureDecoding(fetch);
+    } else if (stage == "files") {
+      r = bench::MeasureFileFloor(fetch, desktop::SyncOptions{}.batch_size);
+    } else if (stage == "push") {
+      r = bench::MeasurePush(listener, size);
+    } else if (stage == "mirror") {
+      std::string root = bench::MakeTempDir();
+      Run run = Mirror(handheld, listener, root + "/cards");
+      r = {run.seconds, run.summary.records_fetched};
+      bench::RemoveTree(root);
+    } else {
+      Die("unknown stage \"" + stage + "\"");
+    }
+    seconds += r.seconds;
+    items += r.items;
+  }
+  // The processor time per item is what to compare between builds on a
+  // busy machine: it leaves out the time spent waiting for a processor.
+  double cpu = static_cast<double>(std::clock() - cpu_start) / CLOCKS_PER_SEC;
+  std::printf("%s: %.0f a second, %.2f us of processor time each\n",
+              stage.c_str(), static_cast<double>(items) / seconds,
+              cpu * 1e6 / static_cast<double>(items));
+  return 0;
+}
 
 }  // namespace
 
@@ -355,6 +258,8 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::vector<std::uint32_t> sizes = {1000, 10000, 100000};
   std::uint32_t edits = 50;
+  std::string repeat;
+  bool sizes_given = false;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg == "--quick") {
@@ -362,8 +267,11 @@ int main(int argc, char** argv) {
       edits = 10;
     } else if (arg == "--sizes" && i + 1 < argc) {
       sizes = ParseSizes(argv[++i]);
+      sizes_given = true;
     } else if (arg == "--edits" && i + 1 < argc) {
       edits = static_cast<std::uint32_t>(std::strtoul(argv[++i], nullptr, 10));
+    } else if (arg == "--repeat" && i + 1 < argc) {
+      repeat = argv[++i];
     } else if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
       return 0;
@@ -375,6 +283,9 @@ int main(int argc, char** argv) {
   if (sizes.empty()) Die("no sizes");
 
   Listener listener;
+  if (!repeat.empty()) {
+    return Repeat(repeat, sizes_given ? sizes.front() : 10'000, listener);
+  }
   std::vector<SizeResult> results;
   std::printf("%9s %8s %10s %10s %9s %9s %10s %10s\n", "contacts", "build s",
               "full s", "contacts/s", "reply MB/s", "raw MB/s", "catchup s",
@@ -391,6 +302,39 @@ int main(int argc, char** argv) {
                 r.full_is_whole ? "" : "  (full mirror of the first 50000)");
     results.push_back(r);
   }
+
+  std::printf("\n%9s %12s %12s %12s %12s %8s\n", "contacts", "mirror/s",
+              "serving/s", "decoding/s", "files/s", "floor %");
+  for (const SizeResult& r : results) {
+    if (!r.full_is_whole) continue;
+    double rate =
+        static_cast<double>(r.full.summary.records_fetched) / r.full.seconds;
+    std::printf("%9u %12.0f %12.0f %12.0f %12.0f %7.1f%%\n", r.size, rate,
+                r.serving.per_second(), r.decoding.per_second(),
+                r.file_floor.per_second(),
+                100 * rate / r.file_floor.per_second());
+  }
+  bench::StageResult push = bench::MeasurePush(listener, kPushCount);
+  std::string push_dir = bench::MakeTempDir();
+  bench::StageResult push_file = bench::MeasurePush(listener, kPushCount, [&] {
+    std::string image = push_dir + "/push.img";
+    if (auto s = device::Device::Init(image, {}); !s.ok()) {
+      Die(s.message());
+    }
+    return image;
+  }());
+  bench::RemoveTree(push_dir);
+  bench::CommitCost commit = bench::MeasureCommitCost(listener, kCommitPackets);
+  std::printf(
+      "\npush of %u new contacts with BatchWrite: %.0f contacts/s in memory, "
+      "%.0f contacts/s onto an image file in %s\n",
+      kPushCount, push.per_second(), push_file.per_second(), push_dir.c_str());
+  std::printf(
+      "one-contact BatchWrite packets on an image file in %s: %.3f ms each "
+      "with synchronous=FULL, %.3f ms without flushing: a durable commit "
+      "costs %.3f ms a packet\n",
+      commit.directory.c_str(), commit.full_ms_per_packet,
+      commit.off_ms_per_packet, commit.cost_ms());
 
   // Headline: the largest full mirror made in one listing.
   const SizeResult* headline = &results.front();
@@ -420,6 +364,22 @@ int main(int argc, char** argv) {
   out["incremental_large_seconds"] = large.incremental.seconds;
   out["incremental_ratio"] = ratio;
   out["incremental_ratio_ok"] = ratio < 2.0;
+  // The stages of the headline full mirror alone, and the file floor: the
+  // same files written the mirror's way in the same run.
+  out["serving_contacts_per_second"] = headline->serving.per_second();
+  out["decoding_contacts_per_second"] = headline->decoding.per_second();
+  out["file_floor_files_per_second"] = headline->file_floor.per_second();
+  out["full_mirror_to_file_floor_ratio"] =
+      full_rate / headline->file_floor.per_second();
+  out["push_contacts"] = kPushCount;
+  out["push_contacts_per_second"] = push.per_second();
+  out["push_image_file_contacts_per_second"] = push_file.per_second();
+  out["commit_full_ms_per_packet"] = commit.full_ms_per_packet;
+  out["commit_unflushed_ms_per_packet"] = commit.off_ms_per_packet;
+  out["commit_cost_ms_per_packet"] = commit.cost_ms();
+  // Two-way sync: the keys of a two-way run after k edits on each side at
+  // the smallest and largest N and their ratio go here, measured like the
+  // incremental mirror above (see bench/README.md).
   std::printf(
       "incremental mirror after %u edits: %.4f s at %u contacts, "
       "%.4f s at %u contacts, ratio %.2f\n",

@@ -283,6 +283,26 @@ TEST_F(EdgeCaseTest, UnknownContractGetsEveryEntryNewestFirst) {
                  Bytes{2}, LE32(70), Bytes{1}}));
 }
 
+TEST_F(EdgeCaseTest, AnyThirtyTwoBitKindIsStoredAndSentByItsLowByte) {
+  Device("changelog", {"add", "contacts", "--oid", "70", "--seq", "1", "--kind",
+                       "0x1234ABCD"});
+  Device("changelog", {"add", "contacts", "--oid", "71", "--seq", "2", "--kind",
+                       "4294967295"});
+  Device("changelog",
+         {"add", "contacts", "--oid", "72", "--seq", "3", "--kind", "0x100"});
+  Device("changelog",
+         {"add", "contacts", "--oid", "73", "--seq", "4", "--kind", "added"});
+  EXPECT_EQ(Device("changelog", {"ls", "contacts"}),
+            "4\t73\tadded\n3\t72\t256\n2\t71\t4294967295\n"
+            "1\t70\t305441741\n");
+  std::string json = Device("changelog", {"ls", "contacts", "--json"});
+  EXPECT_NE(json.find(R"("kind":4294967295)"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"("change":"305441741")"), std::string::npos) << json;
+  EXPECT_EQ(Serve({ContractPacket(11, u"nobody")})[0],
+            Cat({Bytes{1, 0}, LE32(4), Bytes{0}, LE32(73), Bytes{1}, LE32(72),
+                 Bytes{0x00}, LE32(71), Bytes{0xFF}, LE32(70), Bytes{0xCD}}));
+}
+
 TEST_F(EdgeCaseTest, MarkTenSendsTwelveAndEleven) {
   Device("reg", {"set", "HKLM\\SOFTWARE\\Orvanet", "\\VornContactLog",
                  "--dword", "10"});

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -332,6 +333,158 @@ TEST_F(VornTest, BadArgumentsAreOneLineStatusTwoAndChangeNothing) {
   EXPECT_FALSE(std::filesystem::exists(mirror));
   EXPECT_EQ(testing_support::ReadFileBytes(image_), before);
   EXPECT_EQ(Vorn({"count", "contacts"}).outText(), "1\n");
+}
+
+// The request frames a `vorn` command sends, captured by a wrapper around
+// vorn-device named in VORN_DEVICE: one payload per packet.
+class CapturedRequests {
+ public:
+  explicit CapturedRequests(const TempDir& dir)
+      : script_(dir.path("capture.sh")), log_(dir.path("requests.bin")) {
+    std::string text = "#!/bin/sh\ntee '" + log_ + "' | exec '" +
+                       testing_support::ProgramPath("vorn-device") +
+                       "' \"$@\"\n";
+    testing_support::WriteFileBytes(script_, Bytes(text.begin(), text.end()));
+    std::filesystem::permissions(script_, std::filesystem::perms::owner_all);
+    setenv("VORN_DEVICE", script_.c_str(), 1);
+  }
+  CapturedRequests(const CapturedRequests&) = delete;
+  CapturedRequests& operator=(const CapturedRequests&) = delete;
+  ~CapturedRequests() { unsetenv("VORN_DEVICE"); }
+
+  std::vector<Bytes> Packets() const {
+    Bytes all = testing_support::ReadFileBytes(log_);
+    std::vector<Bytes> packets;
+    std::size_t at = 0;
+    while (at + 4 <= all.size()) {
+      std::size_t length = all[at] | (all[at + 1] << 8) | (all[at + 2] << 16) |
+                           (static_cast<std::size_t>(all[at + 3]) << 24);
+      at += 4;
+      if (at + length > all.size()) break;
+      packets.emplace_back(
+          all.begin() + static_cast<std::ptrdiff_t>(at),
+          all.begin() + static_cast<std::ptrdiff_t>(at + length));
+      at += length;
+    }
+    EXPECT_EQ(at, all.size()) << "a cut-off frame in the capture";
+    return packets;
+  }
+
+ private:
+  std::string script_;
+  std::string log_;
+};
+
+TEST_F(VornTest, PutOfThousandsGoesOutInAFewBatchPackets) {
+  constexpr int kCount = 5000;
+  std::string json = "[";
+  for (int i = 0; i < kCount; ++i) {
+    std::string n = std::to_string(i);
+    json += i == 0 ? "" : ",\n";
+    json += R"({"FirstName":"P)";
+    json += n;
+    json += R"(","LastName":"Bulk","Email1Address":"p)";
+    json += n;
+    json += R"(@example.org"})";
+  }
+  json += "]";
+  std::string input = Write("many.json", json);
+  testing_support::ProgramResult put;
+  std::vector<Bytes> packets;
+  {
+    CapturedRequests capture(dir_);
+    put = Vorn({"put", input});
+    packets = capture.Packets();
+  }
+  ASSERT_EQ(put.exitCode, 0) << put.err;
+  // 2000 records a packet: three BatchWrite packets, then the end.
+  ASSERT_EQ(packets.size(), 4U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    ASSERT_GE(packets[i].size(), 6U);
+    EXPECT_EQ(packets[i][0], 15) << i;
+    std::uint32_t count = packets[i][2] | (packets[i][3] << 8) |
+                          (packets[i][4] << 16) |
+                          (static_cast<std::uint32_t>(packets[i][5]) << 24);
+    EXPECT_EQ(count, i < 2 ? 2000U : 1000U) << i;
+  }
+  EXPECT_EQ(packets[3], (Bytes{1, 1}));
+
+  // One line per record, in order, each with its own OID.
+  std::vector<std::string> oids;
+  std::string out = put.outText();
+  std::size_t at = 0;
+  for (int i = 0; i < kCount; ++i) {
+    std::size_t end = out.find('\n', at);
+    ASSERT_NE(end, std::string::npos) << i;
+    std::string line = out.substr(at, end - at);
+    at = end + 1;
+    std::string oid = AddedOid(line);
+    EXPECT_EQ(line, "added " + oid + " P" + std::to_string(i) + " Bulk");
+    oids.push_back(oid);
+  }
+  EXPECT_EQ(at, out.size());
+  EXPECT_EQ(std::set<std::string>(oids.begin(), oids.end()).size(),
+            static_cast<std::size_t>(kCount));
+
+  // Every record arrived under the OID printed for it.
+  EXPECT_EQ(Vorn({"count", "contacts"}).outText(),
+            std::to_string(kCount) + "\n");
+  std::string exported = dir_.path("exported");
+  ASSERT_EQ(Vorn({"export", exported}).exitCode, 0);
+  std::map<std::string, std::string> cards;
+  for (const auto& entry : std::filesystem::directory_iterator(exported)) {
+    std::string name = entry.path().filename().string();
+    Bytes bytes = testing_support::ReadFileBytes(entry.path().string());
+    cards[name.substr(0, name.find('-'))] =
+        std::string(bytes.begin(), bytes.end());
+  }
+  ASSERT_EQ(cards.size(), static_cast<std::size_t>(kCount));
+  for (int i = 0; i < kCount; ++i) {
+    const std::string& card = cards[oids[static_cast<std::size_t>(i)]];
+    EXPECT_NE(card.find("p" + std::to_string(i) + "@example.org"),
+              std::string::npos)
+        << i;
+  }
+}
+
+TEST_F(VornTest, PutGoesOnAfterAnUpdateOfAMissingContact) {
+  auto first = Vorn({"put", Write("a.json", R"({"FirstName":"Old"})")});
+  ASSERT_EQ(first.exitCode, 0) << first.err;
+  std::string oid = AddedOid(first.outText());
+  std::string input = Write("b.json", R"([{"FirstName":"A"},
+      {"oid":4000000000,"FirstName":"Ghost"},
+      {"oid":)" + oid + R"(,"FirstName":"New"},
+      {"FirstName":"B"}])");
+  testing_support::ProgramResult put;
+  std::vector<Bytes> packets;
+  {
+    CapturedRequests capture(dir_);
+    put = Vorn({"put", input});
+    packets = capture.Packets();
+  }
+  // New contacts go out in batches, updates one at a time (an update of a
+  // missing contact in a batch would stop it with an error box).
+  std::vector<std::uint8_t> commands;
+  commands.reserve(packets.size());
+  for (const Bytes& packet : packets) commands.push_back(packet.at(0));
+  EXPECT_EQ(commands, (std::vector<std::uint8_t>{15, 3, 3, 15, 1}));
+  EXPECT_NE(put.exitCode, 0);
+  EXPECT_EQ(put.err, "vorn: the handheld did not update Ghost (code 3)\n");
+  std::vector<std::string> lines;
+  std::string out = put.outText();
+  for (std::size_t at = 0, end; (end = out.find('\n', at)) != std::string::npos;
+       at = end + 1) {
+    lines.push_back(out.substr(at, end - at));
+  }
+  ASSERT_EQ(lines.size(), 3U) << out;
+  EXPECT_TRUE(lines[0].starts_with("added ")) << lines[0];
+  EXPECT_TRUE(lines[0].ends_with(" A")) << lines[0];
+  EXPECT_EQ(lines[1], "updated " + oid + " New");
+  EXPECT_TRUE(lines[2].starts_with("added ")) << lines[2];
+  EXPECT_TRUE(lines[2].ends_with(" B")) << lines[2];
+  EXPECT_EQ(Vorn({"count", "contacts"}).outText(), "3\n");
+  auto changed = Vorn({"get", "contacts", oid});
+  EXPECT_NE(changed.outText().find("New"), std::string::npos) << changed.err;
 }
 
 TEST_F(VornTest, ObjectIdsAreDecimalOrHex) {

@@ -3,7 +3,9 @@
 #include <cctype>
 #include <cstdio>
 #include <fstream>
+#include <span>
 #include <sstream>
+#include <vector>
 
 #include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
@@ -11,6 +13,7 @@
 #include "desktop/formats/contact.h"
 #include "desktop/formats/contact_json.h"
 #include "desktop/formats/vcard.h"
+#include "desktop/wire/batch_writer.h"
 
 namespace vorn_cli {
 
@@ -42,38 +45,63 @@ int RunPut(const CommandLine& line, const std::string& path) {
 
   auto session = Session::Open(line);
   if (!session.ok()) return Fail(session.status().message());
-  desktop::HandheldClient& client = (*session)->client();
-  desktop::Json out = desktop::Json::array();
-  int status = 0;
+  // Runs of new contacts go out in a few BatchWrite packets. A contact with
+  // an object id is updated on its own with UpdateRecord, as ever: in a
+  // batch, an id the handheld does not have would stop the batch and put
+  // an error box on the handheld's screen.
+  std::vector<desktop::BatchEntry> entries;
+  entries.reserve(contacts->size());
   std::uint32_t serial = 0;
   for (const desktop::Contact& contact : *contacts) {
     ++serial;
     const bool update = contact.oid.has_value();
-    auto written = update
-                       ? client.UpdateRecord(protocol::DataType::kContacts,
-                                             *contact.oid, contact.Encode(true))
-                       : client.AddRecord(protocol::DataType::kContacts, serial,
-                                          contact.Encode(false));
+    entries.push_back(
+        {!update, update ? *contact.oid : serial, contact.Encode(update)});
+  }
+  desktop::HandheldClient& client = (*session)->client();
+  desktop::BatchWriter writer(client, protocol::DataType::kContacts);
+  desktop::Json out = desktop::Json::array();
+  int status = 0;
+  std::size_t done = 0;
+  while (done < entries.size()) {
+    desktop::Result<std::vector<desktop::WriteStatus>> written =
+        std::vector<desktop::WriteStatus>{};
+    if (!entries[done].add) {
+      auto one = client.UpdateRecord(protocol::DataType::kContacts,
+                                     entries[done].id, entries[done].record);
+      if (one.ok()) {
+        written->push_back(*one);
+      } else {
+        written = one.status();
+      }
+    } else {
+      std::size_t end = done;
+      while (end < entries.size() && entries[end].add) ++end;
+      written = writer.WriteSome(std::span(entries).subspan(done, end - done));
+    }
     if (!written.ok()) {
       (void)(*session)->Finish();
       return Fail(written.status().message());
     }
-    std::string name = contact.DisplayName();
-    if (!written->ok) {
-      status = Fail("the handheld did not " +
-                    std::string(update ? "update" : "add") + " " + name +
-                    " (code " + std::to_string(written->code) + ")");
-      continue;
-    }
-    if (line.json) {
-      desktop::Json item = desktop::Json::object();
-      item["oid"] = written->oid;
-      item["action"] = update ? "updated" : "added";
-      item["name"] = name;
-      out.push_back(std::move(item));
-    } else {
-      std::printf("%s %u %s\n", update ? "updated" : "added", written->oid,
-                  name.c_str());
+    for (const desktop::WriteStatus& result : *written) {
+      const bool update = !entries[done].add;
+      std::string name = (*contacts)[done++].DisplayName();
+      if (!result.ok) {
+        status = Fail("the handheld did not " +
+                      std::string(update ? "update" : "add") + " " + name +
+                      " (code " + std::to_string(result.code) + ")");
+        continue;
+      }
+      if (line.json) {
+        desktop::Json item = desktop::Json::object();
+        item["oid"] = result.oid;
+        item["action"] = update ? "updated" : "added";
+        item["name"] = name;
+        out.push_back(std::move(item));
+      } else {
+        std::printf("%s %u %s\n", update ? "updated" : "added", result.oid,
+                    name.c_str());
+      }
     }
   }
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());

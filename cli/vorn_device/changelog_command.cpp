@@ -27,23 +27,22 @@ constexpr char kDetails[] =
     "add appends one entry with the given sequence number as it is, without\n"
     "moving the log's sequence counter (the REG_DWORD named after the log\n"
     "under HKLM\\SOFTWARE\\Orvanet). N is decimal or 0x-prefixed hex. K is\n"
-    "added (1), changed (2, the default), deleted (3) or a number from 0 to\n"
-    "255.\n"
+    "added (1), changed (2, the default), deleted (3) or any 32-bit number,\n"
+    "decimal or 0x-prefixed hex, stored as it is (the agent looks at its\n"
+    "low byte only).\n"
     "\n"
     "ls prints the entries in log order, newest first, one per line:\n"
     "SEQUENCE OID KIND separated by tabs; --json prints an array of\n"
     "{\"seq\", \"oid\", \"kind\", \"change\"} objects instead.";
 
-std::optional<int> ParseKind(const std::string& text) {
+std::optional<DWORD> ParseKind(const std::string& text) {
   if (text == "added") return 1;
   if (text == "changed") return 2;
   if (text == "deleted") return 3;
-  std::optional<DWORD> number = cli_common::ParseUint32(text);
-  if (!number || *number > 255) return std::nullopt;
-  return static_cast<int>(*number);
+  return cli_common::ParseUint32(text);
 }
 
-std::string KindName(int kind) {
+std::string KindName(DWORD kind) {
   switch (kind) {
     case 1:
       return "added";
@@ -70,7 +69,7 @@ struct Request {
   const char16_t* log = nullptr;
   DWORD oid = 0;
   DWORD sequence = 0;
-  int kind = 2;
+  DWORD kind = 2;
   bool json = false;
 };
 
@@ -79,8 +78,8 @@ std::string Listing(const std::vector<device::ChangeLogWriter::Entry>& entries,
   std::ostringstream out;
   if (!json) {
     for (const auto& entry : entries) {
-      out << entry.sequence << "\t" << entry.oid << "\t" << KindName(entry.kind)
-          << "\n";
+      out << entry.sequence << "\t" << entry.oid << "\t"
+          << KindName(static_cast<DWORD>(entry.kind)) << "\n";
     }
     return out.str();
   }
@@ -91,8 +90,9 @@ std::string Listing(const std::vector<device::ChangeLogWriter::Entry>& entries,
     device::PimJson::Json object = device::PimJson::Json::object();
     object["seq"] = entry.sequence;
     object["oid"] = entry.oid;
-    object["kind"] = entry.kind;
-    object["change"] = KindName(entry.kind);
+    const auto kind = static_cast<DWORD>(entry.kind);
+    object["kind"] = kind;
+    object["change"] = KindName(kind);
     out << (i == 0 ? "\n" : ",\n") << device::PimJson::Write(object);
   }
   out << (entries.empty() ? "]\n" : "\n]\n");
@@ -153,15 +153,16 @@ void DefineChangelog(CLI::App& app, Work& work) {
   add->add_option_function<std::string>(
          "--kind",
          [request](const std::string& text) {
-           std::optional<int> kind = ParseKind(text);
+           std::optional<DWORD> kind = ParseKind(text);
            if (!kind) {
              cli_common::BadArgument(
-                 "--kind needs added, changed, deleted or 0 to 255, not '" +
+                 "--kind needs added, changed, deleted or a number from 0 to "
+                 "4294967295 (decimal or 0x hex), not '" +
                  text + "'");
            }
            request->kind = *kind;
          },
-         "added, changed (default), deleted or 0 to 255")
+         "added, changed (default), deleted or a 32-bit number")
       ->type_name("K");
 
   CLI::App* ls = changelog->add_subcommand("ls", "list the entries");

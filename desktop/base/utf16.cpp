@@ -81,9 +81,16 @@ std::u16string Utf8ToUtf16(std::string_view utf8) {
 }
 
 std::string Utf16ToUtf8(std::u16string_view utf16) {
-  std::string out;
-  out.reserve(utf16.size());
-  for (std::size_t i = 0; i < utf16.size(); ++i) {
+  // Most text is ASCII: copied unit for unit up to the first other unit.
+  std::size_t ascii = 0;
+  while (ascii < utf16.size() && utf16[ascii] < 0x80) ++ascii;
+  std::string out(ascii, '\0');
+  for (std::size_t i = 0; i < ascii; ++i) {
+    out[i] = static_cast<char>(utf16[i]);
+  }
+  if (ascii == utf16.size()) return out;
+  out.reserve(utf16.size() + utf16.size() / 2);
+  for (std::size_t i = ascii; i < utf16.size(); ++i) {
     char32_t unit = utf16[i];
     if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < utf16.size() &&
         utf16[i + 1] >= 0xDC00 && utf16[i + 1] <= 0xDFFF) {

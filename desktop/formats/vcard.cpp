@@ -312,7 +312,11 @@ void ReadAddress(Contact& contact, std::uint32_t first_id,
 }  // namespace
 
 std::string VCard::EscapeText(std::string_view text) {
+  if (text.find_first_of("\\,;\r\n") == std::string_view::npos) {
+    return std::string(text);
+  }
   std::string out;
+  out.reserve(text.size() + 8);
   for (std::size_t i = 0; i < text.size(); ++i) {
     char c = text[i];
     switch (c) {
@@ -354,6 +358,11 @@ std::string VCard::UnescapeText(std::string_view text) {
 
 std::string VCard::FoldLine(std::string_view line) {
   std::string out;
+  AppendFolded(out, line);
+  return out;
+}
+
+void VCard::AppendFolded(std::string& out, std::string_view line) {
   std::size_t limit = kMaxLineOctets;
   while (line.size() > limit) {
     std::size_t cut = limit;
@@ -367,7 +376,6 @@ std::string VCard::FoldLine(std::string_view line) {
   }
   out.append(line);
   out += "\r\n";
-  return out;
 }
 
 std::string VCard::Unfold(std::string_view text) {
@@ -388,7 +396,8 @@ std::string VCard::Unfold(std::string_view text) {
 
 std::string VCard::Write(const Contact& contact) {
   std::string out;
-  auto line = [&out](const std::string& text) { out += FoldLine(text); };
+  out.reserve(512);
+  auto line = [&out](const std::string& text) { AppendFolded(out, text); };
   line("BEGIN:VCARD");
   line("VERSION:4.0");
 

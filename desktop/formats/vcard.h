@@ -44,6 +44,8 @@ class VCard {
   static std::string UnescapeText(std::string_view text);
   // Folds one unfolded content line into CRLF-terminated physical lines.
   static std::string FoldLine(std::string_view line);
+  // The same appended to `out`.
+  static void AppendFolded(std::string& out, std::string_view line);
   // Joins folded lines (CRLF or LF followed by a space or tab).
   static std::string Unfold(std::string_view text);
 };

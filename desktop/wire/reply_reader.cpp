@@ -32,12 +32,15 @@ Result<std::u16string> ReplyReader::String(const char* what) {
     offset_ -= 4;
     return need;
   }
-  std::u16string text;
-  for (std::size_t i = 0; i + 1 < *count; i += 2) {
-    char16_t c =
-        static_cast<char16_t>(protocol::GetU16(reply_.data() + offset_ + i));
-    if (c == 0) break;
-    text += c;
+  // The text ends at its first NUL or with the counted bytes.
+  const std::uint8_t* at = reply_.data() + offset_;
+  std::size_t length = 0;
+  while (2 * length + 1 < *count && protocol::GetU16(at + 2 * length) != 0) {
+    ++length;
+  }
+  std::u16string text(length, u'\0');
+  for (std::size_t i = 0; i < length; ++i) {
+    text[i] = static_cast<char16_t>(protocol::GetU16(at + 2 * i));
   }
   offset_ += *count;
   return text;

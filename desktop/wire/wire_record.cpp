@@ -54,6 +54,7 @@ Result<WireRecord> WireRecord::Read(ReplyReader& reader,
   record.oid = *oid;
   Result<std::uint8_t> count = reader.Byte("record property count");
   if (!count.ok()) return count.status();
+  record.properties.reserve(*count);
   for (unsigned i = 0; i < *count; ++i) {
     Result<std::uint32_t> id = reader.U32("property id");
     if (!id.ok()) return id.status();
@@ -63,7 +64,7 @@ Result<WireRecord> WireRecord::Read(ReplyReader& reader,
                            " has property " + std::to_string(*id) +
                            ", unknown for this data type");
     }
-    WireProperty property;
+    WireProperty& property = record.properties.emplace_back();
     property.id = *id;
     switch (*kind) {
       case PropertyKind::kLong: {
@@ -75,7 +76,7 @@ Result<WireRecord> WireRecord::Read(ReplyReader& reader,
       case PropertyKind::kString: {
         Result<std::u16string> v = reader.String("string property");
         if (!v.ok()) return v.status();
-        property.value = std::move(*v);
+        property.value.emplace<std::u16string>(std::move(*v));
         break;
       }
       case PropertyKind::kTime: {
@@ -96,7 +97,6 @@ Result<WireRecord> WireRecord::Read(ReplyReader& reader,
         break;
       }
     }
-    record.properties.push_back(std::move(property));
   }
   return record;
 }

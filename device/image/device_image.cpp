@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 
 namespace device {
 namespace {
@@ -29,6 +30,19 @@ void ExecOn(sqlite3* db, std::string_view sql) {
 std::int64_t PragmaValue(sqlite3* db, const char* pragma) {
   Statement statement(db, std::string("PRAGMA ") + pragma);
   return statement.Step() ? statement.Int(0) : 0;
+}
+
+// Opens a connection. An image's connection is used by one thread at a
+// time (the one serving its conversation or running its command), so
+// SQLite's own locking of the connection is left out; so is its count of
+// memory in use, which takes a global lock on every allocation.
+int OpenConnection(const char* path, sqlite3** db, int flags, const char* vfs) {
+  static std::once_flag configured;
+  std::call_once(configured, [] {
+    // Fails harmlessly when SQLite was already started elsewhere.
+    sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  });
+  return sqlite3_open_v2(path, db, flags | SQLITE_OPEN_NOMUTEX, vfs);
 }
 
 void Configure(sqlite3* db) {
@@ -112,6 +126,14 @@ std::string Statement::Text(int column) const {
                                        static_cast<std::size_t>(size));
 }
 
+std::string_view Statement::TextView(int column) const {
+  const auto* text = sqlite3_column_text(stmt_, column);
+  int size = sqlite3_column_bytes(stmt_, column);
+  return text == nullptr ? std::string_view()
+                         : std::string_view(reinterpret_cast<const char*>(text),
+                                            static_cast<std::size_t>(size));
+}
+
 std::vector<std::uint8_t> Statement::Blob(int column) const {
   const auto* data =
       static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt_, column));
@@ -138,9 +160,9 @@ Result<std::unique_ptr<DeviceImage>> DeviceImage::Create(
     return Status::Error(path + ": already exists");
   }
   sqlite3* db = nullptr;
-  if (sqlite3_open_v2(path.c_str(), &db,
-                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                      nullptr) != SQLITE_OK) {
+  if (OpenConnection(path.c_str(), &db,
+                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                     nullptr) != SQLITE_OK) {
     std::string message = path + ": cannot create: " + sqlite3_errmsg(db);
     sqlite3_close(db);
     return Status::Error(message);
@@ -170,7 +192,7 @@ Result<std::unique_ptr<DeviceImage>> DeviceImage::Open(
   }
   file.close();
   sqlite3* db = nullptr;
-  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) !=
+  if (OpenConnection(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) !=
       SQLITE_OK) {
     std::string message = path + ": cannot open device image: " +
                           (db ? sqlite3_errmsg(db) : "out of memory");
@@ -198,9 +220,9 @@ Result<std::unique_ptr<DeviceImage>> DeviceImage::Open(
 
 std::unique_ptr<DeviceImage> DeviceImage::InMemory() {
   sqlite3* db = nullptr;
-  if (sqlite3_open_v2(":memory:", &db,
-                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                      nullptr) != SQLITE_OK) {
+  if (OpenConnection(":memory:", &db,
+                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                     nullptr) != SQLITE_OK) {
     Fail(db, "in-memory image");
   }
   std::unique_ptr<DeviceImage> image(new DeviceImage(db, ":memory:"));
@@ -249,8 +271,15 @@ bool DeviceImage::InTransaction() const {
 }
 
 std::uint32_t DeviceImage::NewOid() {
-  std::int64_t next = std::stoll(GetMeta("next_oid", "65536"));
-  SetMeta("next_oid", std::to_string(next + 1));
+  // One statement takes the next OID and stores the one after it (as text,
+  // like every meta value); the first OID handed out is 65536.
+  Statement& statement = Cached(
+      "INSERT INTO meta(key, value) VALUES('next_oid', '65537') "
+      "ON CONFLICT(key) DO UPDATE SET value=CAST(CAST(value AS INTEGER) + 1 "
+      "AS TEXT) RETURNING CAST(value AS INTEGER) - 1");
+  if (!statement.Step()) Fail(db_, "device image");
+  std::int64_t next = statement.Int(0);
+  statement.Run();
   return static_cast<std::uint32_t>(next);
 }
 

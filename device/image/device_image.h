@@ -54,6 +54,9 @@ class Statement {
   bool IsNull(int column) const;
   std::int64_t Int(int column) const;
   std::string Text(int column) const;
+  // The same without a copy; valid until the statement steps, resets or
+  // reads the column as another type.
+  std::string_view TextView(int column) const;
   std::vector<std::uint8_t> Blob(int column) const;
 
  private:

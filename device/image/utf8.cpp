@@ -34,8 +34,14 @@ void AppendUtf16(std::u16string& out, char32_t point) {
 
 std::string Utf16ToUtf8(std::u16string_view text) {
   std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  // Most text is ASCII: copied unit for unit up to the first other unit.
+  std::size_t ascii = 0;
+  while (ascii < text.size() && text[ascii] < 0x80) ++ascii;
+  out.resize(ascii);
+  for (std::size_t i = 0; i < ascii; ++i) out[i] = static_cast<char>(text[i]);
+  if (ascii == text.size()) return out;
+  out.reserve(text.size() + text.size() / 2);
+  for (std::size_t i = ascii; i < text.size(); ++i) {
     std::uint32_t c = text[i];
     if (c >= 0xD800 && c < 0xDC00 && i + 1 < text.size() &&
         text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000) {
@@ -66,8 +72,12 @@ std::string Utf16ToValidUtf8(std::u16string_view text) {
 
 std::u16string Utf8ToUtf16(std::string_view text) {
   std::u16string out;
-  out.reserve(text.size());
   std::size_t i = 0;
+  while (i < text.size() && static_cast<std::uint8_t>(text[i]) < 0x80) ++i;
+  out.resize(i);
+  for (std::size_t k = 0; k < i; ++k) out[k] = static_cast<char16_t>(text[k]);
+  if (i == text.size()) return out;
+  out.reserve(text.size());
   while (i < text.size()) {
     auto byte = static_cast<std::uint8_t>(text[i]);
     std::uint32_t c = byte;

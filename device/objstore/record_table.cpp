@@ -1,5 +1,6 @@
 #include "device/objstore/record_table.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -11,6 +12,10 @@ namespace {
 // FILETIME counts 100 ns units from 1601-01-01; the Unix epoch is this many
 // units later.
 constexpr std::uint64_t kUnixEpochFileTime = 116444736000000000ULL;
+
+// Room reserved for a record's properties before reading them: enough for
+// most items without growing, small enough for the allocator's quick path.
+constexpr std::size_t kTypicalPropertyCount = 12;
 
 std::string FoldedName(std::u16string_view name) {
   std::u16string folded(name);
@@ -30,7 +35,7 @@ RecordValue ValueFromRow(Statement& row, int first) {
       value.real = row.IsNull(first + 2) ? 0.0 : std::stod(row.Text(first + 2));
       break;
     case CEVT_LPWSTR:
-      value.text = Utf8ToUtf16(row.Text(first + 3));
+      value.text = Utf8ToUtf16(row.TextView(first + 3));
       break;
     case CEVT_BLOB:
       value.bytes = row.Blob(first + 4);
@@ -88,38 +93,56 @@ std::optional<DatabaseInfo> RecordTable::FindDatabase(CEOID oid) {
   Statement& row = image_.Cached(
       "SELECT name, type, modified FROM objstore_databases WHERE oid=?");
   row.Bind(1, std::int64_t{oid});
+  return DatabaseFrom(row, oid);
+}
+
+std::optional<DatabaseInfo> RecordTable::DatabaseFrom(Statement& row,
+                                                      CEOID oid) {
   if (!row.Step()) {
     row.Reset();
     return std::nullopt;
   }
   DatabaseInfo info;
-  info.oid = oid;
+  info.oid = oid != 0 ? oid : static_cast<CEOID>(row.Int(3));
   info.name = Utf8ToUtf16(row.Text(0));
   info.type = static_cast<DWORD>(row.Int(1));
   info.modified = static_cast<std::uint64_t>(row.Int(2));
   row.Reset();
-  Statement& sorts = image_.Cached(
-      "SELECT propid, flags FROM objstore_sort_orders WHERE db=? "
-      "ORDER BY position");
-  sorts.Bind(1, std::int64_t{oid});
-  while (sorts.Step()) {
-    info.sorts.push_back({static_cast<CEPROPID>(sorts.Int(0)),
-                          static_cast<DWORD>(sorts.Int(1))});
-  }
-  sorts.Reset();
+  info.sorts = SortOrders(info.oid);
   return info;
 }
 
-std::optional<DatabaseInfo> RecordTable::FindDatabaseByName(
-    std::u16string_view name) {
+std::optional<CEOID> RecordTable::FindDatabaseOid(std::u16string_view name) {
   Statement& row =
       image_.Cached("SELECT oid FROM objstore_databases WHERE folded_name=?");
   row.Bind(1, FoldedName(name));
   std::optional<CEOID> oid;
   if (row.Step()) oid = static_cast<CEOID>(row.Int(0));
   row.Reset();
-  if (!oid) return std::nullopt;
-  return FindDatabase(*oid);
+  return oid;
+}
+
+std::optional<DatabaseInfo> RecordTable::FindDatabaseByName(
+    std::u16string_view name) {
+  Statement& row = image_.Cached(
+      "SELECT name, type, modified, oid FROM objstore_databases WHERE "
+      "folded_name=?");
+  row.Bind(1, FoldedName(name));
+  return DatabaseFrom(row, 0);
+}
+
+std::vector<SortOrder> RecordTable::SortOrders(CEOID database) {
+  Statement& sorts = image_.Cached(
+      "SELECT propid, flags FROM objstore_sort_orders WHERE db=? "
+      "ORDER BY position");
+  sorts.Bind(1, std::int64_t{database});
+  std::vector<SortOrder> orders;
+  while (sorts.Step()) {
+    orders.push_back({static_cast<CEPROPID>(sorts.Int(0)),
+                      static_cast<DWORD>(sorts.Int(1))});
+  }
+  sorts.Reset();
+  return orders;
 }
 
 CEOID RecordTable::CreateDatabase(std::u16string_view name, DWORD type,
@@ -194,14 +217,45 @@ std::optional<CEOID> RecordTable::RecordParent(CEOID record) {
   return parent;
 }
 
-std::vector<RecordValue> RecordTable::ReadRecord(CEOID record) {
+std::optional<std::u16string> RecordTable::ParentName(CEOID record) {
+  Statement& row = image_.Cached(
+      "SELECT d.name FROM objstore_records AS r JOIN objstore_databases AS d "
+      "ON d.oid=r.db WHERE r.oid=?");
+  row.Bind(1, std::int64_t{record});
+  std::optional<std::u16string> name;
+  if (row.Step()) name = Utf8ToUtf16(row.Text(0));
+  row.Reset();
+  return name;
+}
+
+std::vector<RecordValue> RecordTable::ReadRecordById(CEOID record) {
   Statement& row = image_.Cached(
       "SELECT propid, number, real, text, bytes FROM objstore_properties "
-      "WHERE record=? ORDER BY seq");
+      "WHERE record=? ORDER BY propid");
   row.Bind(1, std::int64_t{record});
   std::vector<RecordValue> values;
+  values.reserve(kTypicalPropertyCount);
   while (row.Step()) values.push_back(ValueFromRow(row, 0));
   row.Reset();
+  return values;
+}
+
+std::vector<RecordValue> RecordTable::ReadRecord(CEOID record) {
+  // The rows come in the primary key's order and are put in write order
+  // here: an ORDER BY would make SQLite sort through a temporary b-tree for
+  // every record read.
+  Statement& row = image_.Cached(
+      "SELECT propid, number, real, text, bytes, seq FROM objstore_properties "
+      "WHERE record=?");
+  row.Bind(1, std::int64_t{record});
+  std::vector<std::pair<std::int64_t, RecordValue>> rows;
+  while (row.Step()) rows.emplace_back(row.Int(5), ValueFromRow(row, 0));
+  row.Reset();
+  std::sort(rows.begin(), rows.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<RecordValue> values;
+  values.reserve(rows.size());
+  for (auto& [seq, value] : rows) values.push_back(std::move(value));
   return values;
 }
 
@@ -224,20 +278,34 @@ CEOID RecordTable::WriteRecord(CEOID database, CEOID record,
         .Bind(3, std::int64_t{record})
         .Run();
   }
-  for (CEPROPID id : remove) {
+  // A new record has no properties to remove.
+  for (CEPROPID id : added ? std::span<const CEPROPID>() : remove) {
     image_.Cached("DELETE FROM objstore_properties WHERE record=? AND propid=?")
         .Bind(1, std::int64_t{record})
         .Bind(2, std::int64_t{id})
         .Run();
   }
+  std::int64_t seq = 0;
   for (const RecordValue& value : set) {
-    Statement& write = image_.Cached(
-        "INSERT INTO objstore_properties(record, propid, seq, number, real, "
-        "text, bytes) VALUES(?1, ?2, (SELECT COALESCE(MAX(seq), 0) + 1 FROM "
-        "objstore_properties WHERE record=?1), ?3, ?4, ?5, ?6) "
-        "ON CONFLICT(record, propid) DO UPDATE SET number=excluded.number, "
-        "real=excluded.real, text=excluded.text, bytes=excluded.bytes");
+    // A new record's properties are numbered in the order given; a
+    // record's new properties go after its last one.
+    Statement& write =
+        added ? image_.Cached(
+                    "INSERT INTO objstore_properties(record, propid, seq, "
+                    "number, real, text, bytes) VALUES(?1, ?2, ?7, ?3, ?4, "
+                    "?5, ?6) ON CONFLICT(record, propid) DO UPDATE SET "
+                    "number=excluded.number, real=excluded.real, "
+                    "text=excluded.text, bytes=excluded.bytes")
+              : image_.Cached(
+                    "INSERT INTO objstore_properties(record, propid, seq, "
+                    "number, real, text, bytes) VALUES(?1, ?2, (SELECT "
+                    "COALESCE(MAX(seq), 0) + 1 FROM objstore_properties "
+                    "WHERE record=?1), ?3, ?4, ?5, ?6) "
+                    "ON CONFLICT(record, propid) DO UPDATE SET "
+                    "number=excluded.number, real=excluded.real, "
+                    "text=excluded.text, bytes=excluded.bytes");
     write.Bind(1, std::int64_t{record}).Bind(2, std::int64_t{value.id});
+    if (added) write.Bind(7, ++seq);
     write.BindNull(3).BindNull(4).BindNull(5).BindNull(6);
     switch (value.type()) {
       case CEVT_R8: {
@@ -258,9 +326,7 @@ CEOID RecordTable::WriteRecord(CEOID database, CEOID record,
     }
     write.Run();
   }
-  if (std::optional<DatabaseInfo> info = FindDatabase(database)) {
-    UpdateSortKeys(*info, record);
-  }
+  UpdateSortKeys(database, SortOrders(database), record, added);
   Touch(database);
   return record;
 }
@@ -279,9 +345,11 @@ void RecordTable::DeleteRecord(CEOID record) {
   if (parent) Touch(*parent);
 }
 
-void RecordTable::UpdateSortKeys(const DatabaseInfo& database, CEOID record) {
-  for (std::size_t sort = 0; sort < database.sorts.size(); ++sort) {
-    const SortOrder& order = database.sorts[sort];
+void RecordTable::UpdateSortKeys(CEOID database,
+                                 const std::vector<SortOrder>& sorts,
+                                 CEOID record, bool added) {
+  for (std::size_t sort = 0; sort < sorts.size(); ++sort) {
+    const SortOrder& order = sorts[sort];
     Statement& read = image_.Cached(
         "SELECT propid, number, real, text, bytes FROM objstore_properties "
         "WHERE record=? AND propid=?");
@@ -291,15 +359,18 @@ void RecordTable::UpdateSortKeys(const DatabaseInfo& database, CEOID record) {
     read.Reset();
     std::vector<std::uint8_t> key =
         EncodeSortKey(value ? &*value : nullptr, order.flags);
-    image_.Cached("DELETE FROM objstore_sort_keys WHERE oid=? AND sort=?")
-        .Bind(1, std::int64_t{record})
-        .Bind(2, static_cast<std::int64_t>(sort))
-        .Run();
+    // A new record has a key in the OID order only.
+    if (!added) {
+      image_.Cached("DELETE FROM objstore_sort_keys WHERE oid=? AND sort=?")
+          .Bind(1, std::int64_t{record})
+          .Bind(2, static_cast<std::int64_t>(sort))
+          .Run();
+    }
     image_
         .Cached(
             "INSERT INTO objstore_sort_keys(db, sort, key, oid) "
             "VALUES(?, ?, ?, ?)")
-        .Bind(1, std::int64_t{database.oid})
+        .Bind(1, std::int64_t{database})
         .Bind(2, static_cast<std::int64_t>(sort))
         .BindBlob(3, key)
         .Bind(4, std::int64_t{record})
@@ -307,7 +378,7 @@ void RecordTable::UpdateSortKeys(const DatabaseInfo& database, CEOID record) {
   }
   image_.Cached("UPDATE objstore_databases SET modified=? WHERE oid=?")
       .Bind(1, static_cast<std::int64_t>(CurrentFileTime()))
-      .Bind(2, std::int64_t{database.oid})
+      .Bind(2, std::int64_t{database})
       .Run();
 }
 

@@ -57,6 +57,12 @@ class RecordTable {
   // Databases. Names compare without regard to letter case.
   std::optional<DatabaseInfo> FindDatabase(CEOID oid);
   std::optional<DatabaseInfo> FindDatabaseByName(std::u16string_view name);
+  // The OID alone of the database named `name` (compared without regard to
+  // case).
+  std::optional<CEOID> FindDatabaseOid(std::u16string_view name);
+  // The sort orders of `database` in their order; empty when it has none
+  // or does not exist.
+  std::vector<SortOrder> SortOrders(CEOID database);
   // Creates a database with a new OID; the name must not be in use.
   CEOID CreateDatabase(std::u16string_view name, DWORD type,
                        std::span<const SortOrder> sorts);
@@ -69,8 +75,14 @@ class RecordTable {
   // Records.
   // The database a record belongs to; nullopt when `record` is no record.
   std::optional<CEOID> RecordParent(CEOID record);
+  // The name of the database that holds `record`; nullopt when it is no
+  // record.
+  std::optional<std::u16string> ParentName(CEOID record);
   // Every property of the record in the order they were first written.
   std::vector<RecordValue> ReadRecord(CEOID record);
+  // The same sorted by property id instead (the table's own order, read
+  // without sorting).
+  std::vector<RecordValue> ReadRecordById(CEOID record);
   // Writes `set` and removes `remove` on `record` of `database`, or on a new
   // record when `record` is 0; keeps every sort key current. Returns the
   // record's OID.
@@ -118,7 +130,11 @@ class RecordTable {
 
  private:
   std::optional<RecordPosition> PositionFrom(Statement& statement);
-  void UpdateSortKeys(const DatabaseInfo& database, CEOID record);
+  void UpdateSortKeys(CEOID database, const std::vector<SortOrder>& sorts,
+                      CEOID record, bool added);
+  // The database of the row `row` steps to (name, type, modified and, when
+  // `oid` is 0, its OID); nullopt when there is none. Resets `row`.
+  std::optional<DatabaseInfo> DatabaseFrom(Statement& row, CEOID oid);
   void Touch(CEOID database);
 
   DeviceImage& image_;

@@ -83,7 +83,8 @@ Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid,
   Result<DWORD> current = ReadSequence(logName);
   if (!current.ok()) return current.status();
   DWORD next = *current + 1;
-  Result<CEOID> written = WriteEntry(logName, oid, next, kind);
+  Result<CEOID> written =
+      WriteEntry(logName, oid, next, static_cast<DWORD>(kind));
   if (!written.ok()) return written.status();
   Status stored = StoreSequence(logName, next);
   if (!stored.ok()) {
@@ -99,7 +100,7 @@ Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid,
 }
 
 Status ChangeLogWriter::AppendRaw(std::u16string_view logName, CEOID oid,
-                                  DWORD sequence, int kind) {
+                                  DWORD sequence, DWORD kind) {
   if (!IsLogName(logName)) return UnknownLog(logName);
   LastErrorKeeper keeper(context_);
   Result<CEOID> written = WriteEntry(logName, oid, sequence, kind);
@@ -177,7 +178,8 @@ HANDLE ChangeLogWriter::OpenLog(std::u16string_view logName, bool create) {
 }
 
 Result<CEOID> ChangeLogWriter::WriteEntry(std::u16string_view logName,
-                                          CEOID oid, DWORD sequence, int kind) {
+                                          CEOID oid, DWORD sequence,
+                                          DWORD kind) {
   HANDLE log = OpenLog(logName, true);
   if (log == INVALID_HANDLE_VALUE) {
     return Status::Error("cannot open change log '" + Describe(logName) +

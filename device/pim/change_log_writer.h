@@ -74,11 +74,12 @@ class ChangeLogWriter {
   // AppendMail does, and for an unknown log name.
   Status Append(std::u16string_view logName, CEOID oid, int kind);
 
-  // Adds an entry with the given sequence to `logName`, creating the log
-  // when missing, and leaves the registry alone. Fails for an unknown log
-  // name or when the log cannot be created or written.
+  // Adds an entry with the given sequence and kind to `logName`, creating
+  // the log when missing, and leaves the registry alone. The kind is stored
+  // as it is (any 32-bit value; a reader looks at its low byte only). Fails
+  // for an unknown log name or when the log cannot be created or written.
   Status AppendRaw(std::u16string_view logName, CEOID oid, DWORD sequence,
-                   int kind);
+                   DWORD kind);
 
   // Every entry of `logName` in log order (newest first); empty when the
   // log does not exist.
@@ -103,7 +104,7 @@ class ChangeLogWriter {
   HANDLE OpenLog(std::u16string_view logName, bool create);
   // Adds one entry; returns the entry's record OID.
   Result<CEOID> WriteEntry(std::u16string_view logName, CEOID oid,
-                           DWORD sequence, int kind);
+                           DWORD sequence, DWORD kind);
   Result<DWORD> ReadSequence(std::u16string_view logName);
   Status StoreSequence(std::u16string_view logName, DWORD sequence);
 

@@ -1,6 +1,7 @@
 #include "device/pim/outlook_app.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "device/kernel/ole_date.h"
@@ -20,7 +21,10 @@ OutlookApp::OutlookApp(DeviceContext& context, ObjectStore& store)
 
 OutlookApp::~OutlookApp() {
   pool_.clear();
-  for (BSTR text : strings_) delete[] text;
+  for (const LiveString& live : strings_) delete[] live.text;
+  for (std::vector<BSTR>& spare : spare_) {
+    for (BSTR text : spare) delete[] text;
+  }
 }
 
 HRESULT OutlookApp::QueryInterface(REFIID iid, void** object) {
@@ -121,19 +125,39 @@ HRESULT OutlookApp::VariantTimeToSystemTime(DATE date, SYSTEMTIME* time) {
 }
 
 BSTR OutlookApp::AllocString(std::u16string_view text) {
-  auto* copy = new WCHAR[text.size() + 1];
+  std::size_t units = text.size() + 1;
+  std::size_t size_class = (units - 1) / kStringClassUnits;
+  BSTR copy = nullptr;
+  if (size_class < kStringClasses) {
+    units = (size_class + 1) * kStringClassUnits;
+    std::vector<BSTR>& spare = spare_[size_class];
+    if (!spare.empty()) {
+      copy = spare.back();
+      spare.pop_back();
+    }
+  }
+  if (copy == nullptr) copy = new WCHAR[units];
   std::copy(text.begin(), text.end(), copy);
   copy[text.size()] = 0;
-  strings_.insert(copy);
+  strings_.push_back({copy, units});
   return copy;
 }
 
 HRESULT OutlookApp::SysFreeString(BSTR text) {
   if (text == nullptr) return S_OK;
-  auto it = strings_.find(text);
-  if (it == strings_.end()) return E_INVALIDARG;
-  strings_.erase(it);
-  delete[] text;
+  auto it = std::find_if(
+      strings_.rbegin(), strings_.rend(),
+      [text](const LiveString& live) { return live.text == text; });
+  if (it == strings_.rend()) return E_INVALIDARG;
+  std::size_t units = it->units;
+  strings_.erase(std::next(it).base());
+  std::size_t size_class = units / kStringClassUnits - 1;
+  if (units % kStringClassUnits == 0 && size_class < kStringClasses &&
+      spare_[size_class].size() < kSparePerClass) {
+    spare_[size_class].push_back(text);
+  } else {
+    delete[] text;
+  }
   return S_OK;
 }
 

@@ -9,11 +9,11 @@
 #ifndef VORN_DEVICE_PIM_OUTLOOK_APP_H_
 #define VORN_DEVICE_PIM_OUTLOOK_APP_H_
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "device/image/device_context.h"
@@ -108,7 +108,22 @@ class OutlookApp final : public IPOutlookApp {
   ChangeHook changeHook_;
   Clock clock_;
   std::vector<std::unique_ptr<PimObject>> pool_;
-  std::unordered_set<BSTR> strings_;
+  // Strings are handed out in buffers of whole size classes (up to
+  // kStringClasses classes of kStringClassUnits units) and the buffers of
+  // freed strings are kept for the next ones: a record read gets and frees
+  // a string per property.
+  static constexpr std::size_t kStringClassUnits = 32;
+  static constexpr std::size_t kStringClasses = 8;
+  static constexpr std::size_t kSparePerClass = 64;
+  struct LiveString {
+    BSTR text;
+    std::size_t units;  // the buffer's size
+  };
+  // Live strings in the order they were handed out. Callers free a string
+  // soon after getting it, so SysFreeString searches from the newest end
+  // and usually stops at the first entry.
+  std::vector<LiveString> strings_;
+  std::array<std::vector<BSTR>, kStringClasses> spare_;
 };
 
 }  // namespace device

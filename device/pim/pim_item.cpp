@@ -1,5 +1,7 @@
 #include "device/pim/pim_item.h"
 
+#include <algorithm>
+
 #include "device/kernel/ole_date.h"
 #include "device/pim/outlook_app.h"
 
@@ -22,34 +24,54 @@ std::u16string DecodeWesternBytes(const std::vector<std::uint8_t>& bytes) {
   return text;
 }
 
+namespace {
+
+bool IdLess(const RecordValue& value, CEPROPID id) { return value.id < id; }
+
+}  // namespace
+
 PimItem::PimItem(OutlookApp& app, int itemType, CEOID oid)
     : PimObject(app), itemType_(itemType), oid_(oid) {
   if (oid_ != 0) {
-    for (RecordValue& value : app_.items().Load(oid_)) {
-      CEPROPID id = value.id;
-      values_[id] = std::move(value);
-    }
+    values_ = app_.items().LoadById(oid_);
   }
+}
+
+void PimItem::OnReleased() {
+  std::vector<RecordValue>().swap(values_);
+  changed_.clear();
+  removed_.clear();
+}
+
+const RecordValue* PimItem::Find(CEPROPID id) const {
+  auto it = std::lower_bound(values_.begin(), values_.end(), id, IdLess);
+  return it != values_.end() && it->id == id ? &*it : nullptr;
 }
 
 void PimItem::Set(RecordValue value) {
   CEPROPID id = value.id;
-  values_[id] = std::move(value);
+  auto it = std::lower_bound(values_.begin(), values_.end(), id, IdLess);
+  if (it != values_.end() && it->id == id) {
+    *it = std::move(value);
+  } else {
+    values_.insert(it, std::move(value));
+  }
   changed_.insert(id);
   removed_.erase(id);
 }
 
 void PimItem::Remove(CEPROPID id) {
-  values_.erase(id);
+  auto it = std::lower_bound(values_.begin(), values_.end(), id, IdLess);
+  if (it != values_.end() && it->id == id) values_.erase(it);
   changed_.erase(id);
   removed_.insert(id);
 }
 
 HRESULT PimItem::GetText(CEPROPID id, BSTR* value) {
   if (value == nullptr) return E_POINTER;
-  auto it = values_.find(id);
-  *value = app_.AllocString(it == values_.end() ? std::u16string_view()
-                                                : it->second.text);
+  const RecordValue* found = Find(id);
+  *value =
+      app_.AllocString(found == nullptr ? std::u16string_view() : found->text);
   return S_OK;
 }
 
@@ -67,8 +89,8 @@ HRESULT PimItem::PutText(CEPROPID id, LPCWSTR value) {
 
 HRESULT PimItem::GetDate(CEPROPID id, DATE* value) {
   if (value == nullptr) return E_POINTER;
-  auto it = values_.find(id);
-  *value = it == values_.end() ? kOleNoDate : it->second.real;
+  const RecordValue* found = Find(id);
+  *value = found == nullptr ? kOleNoDate : found->real;
   return S_OK;
 }
 
@@ -86,9 +108,8 @@ HRESULT PimItem::PutDate(CEPROPID id, DATE value) {
 
 HRESULT PimItem::GetBody(BSTR* value) {
   if (value == nullptr) return E_POINTER;
-  auto bytes = values_.find(kPimBodyBytes);
-  if (bytes != values_.end()) {
-    *value = app_.AllocString(DecodeWesternBytes(bytes->second.bytes));
+  if (const RecordValue* bytes = Find(kPimBodyBytes)) {
+    *value = app_.AllocString(DecodeWesternBytes(bytes->bytes));
     return S_OK;
   }
   return GetText(kPimBodyText, value);
@@ -147,18 +168,20 @@ void PimItem::PutBytes(CEPROPID id, std::vector<std::uint8_t> bytes) {
   Set(std::move(blob));
 }
 
-const RecordValue* PimItem::Find(CEPROPID id) const {
-  auto it = values_.find(id);
-  return it == values_.end() ? nullptr : &it->second;
-}
-
 void PimItem::LoadValues(std::vector<RecordValue> values) {
-  values_.clear();
   changed_.clear();
   removed_.clear();
+  std::stable_sort(
+      values.begin(), values.end(),
+      [](const RecordValue& a, const RecordValue& b) { return a.id < b.id; });
+  // One value per id, the last given winning.
+  values_.clear();
   for (RecordValue& value : values) {
-    CEPROPID id = value.id;
-    values_[id] = std::move(value);
+    if (!values_.empty() && values_.back().id == value.id) {
+      values_.back() = std::move(value);
+    } else {
+      values_.push_back(std::move(value));
+    }
   }
 }
 
@@ -167,7 +190,7 @@ HRESULT PimItem::SaveItem() {
   bool added = oid_ == 0;
   if (!added && !app_.items().Exists(itemType_, oid_)) return E_FAIL;
   std::vector<RecordValue> set;
-  for (CEPROPID id : changed_) set.push_back(values_[id]);
+  for (CEPROPID id : changed_) set.push_back(*Find(id));
   std::vector<CEPROPID> remove(removed_.begin(), removed_.end());
   oid_ = app_.items().Write(itemType_, oid_, set, remove);
   changed_.clear();

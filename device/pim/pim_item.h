@@ -11,7 +11,6 @@
 #ifndef VORN_DEVICE_PIM_PIM_ITEM_H_
 #define VORN_DEVICE_PIM_PIM_ITEM_H_
 
-#include <map>
 #include <set>
 #include <vector>
 
@@ -66,13 +65,14 @@ class PimItem : public PimObject {
   // Takes `values` as the item's properties as loaded, with no change
   // pending.
   void LoadValues(std::vector<RecordValue> values);
-  // All properties as held now.
-  const std::map<CEPROPID, RecordValue>& values() const { return values_; }
   // Creates or updates the record and tells the change hook.
   HRESULT SaveItem();
   // Removes the record and tells the change hook; E_FAIL when the item was
   // never saved or its record is gone.
   HRESULT DeleteItem();
+  // A released item keeps its identity and drops its properties: the pool
+  // holds every item of a conversation until its end.
+  void OnReleased() override;
 
  private:
   void Set(RecordValue value);
@@ -80,7 +80,9 @@ class PimItem : public PimObject {
   int itemType_;
   CEOID oid_;
   bool deleted_ = false;
-  std::map<CEPROPID, RecordValue> values_;
+  // Sorted by id: an item has a few dozen properties at most, read far
+  // more often than changed.
+  std::vector<RecordValue> values_;
   std::set<CEPROPID> changed_;
   std::set<CEPROPID> removed_;
 };

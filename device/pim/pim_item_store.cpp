@@ -22,19 +22,15 @@ const char16_t* PimItemStore::DatabaseName(int itemType) {
 CEOID PimItemStore::Database(int itemType) {
   const char16_t* name = DatabaseName(itemType);
   if (name == nullptr) return 0;
-  if (std::optional<DatabaseInfo> info = records_.FindDatabaseByName(name)) {
-    return info->oid;
-  }
+  if (std::optional<CEOID> oid = records_.FindDatabaseOid(name)) return *oid;
   return records_.CreateDatabase(name, 0, {});
 }
 
 std::optional<int> PimItemStore::ItemTypeOf(CEOID record) {
-  std::optional<CEOID> parent = records_.RecordParent(record);
-  if (!parent) return std::nullopt;
-  std::optional<DatabaseInfo> info = records_.FindDatabase(*parent);
-  if (!info) return std::nullopt;
+  std::optional<std::u16string> name = records_.ParentName(record);
+  if (!name) return std::nullopt;
   for (int type : {olContactItem, olAppointmentItem, olTaskItem}) {
-    if (info->name == DatabaseName(type)) return type;
+    if (*name == DatabaseName(type)) return type;
   }
   return std::nullopt;
 }

@@ -35,6 +35,10 @@ class PimItemStore {
   std::vector<RecordValue> Load(CEOID record) {
     return records_.ReadRecord(record);
   }
+  // The properties of `record` sorted by id.
+  std::vector<RecordValue> LoadById(CEOID record) {
+    return records_.ReadRecordById(record);
+  }
   // True when `record` is an item of `itemType`.
   bool Exists(int itemType, CEOID record);
   // Writes an item's changes (a new record when `record` is 0); returns the

@@ -9,7 +9,8 @@ ULONG PimObject::ReleaseReference() {
     app_.NoteOverRelease();
     return 0;
   }
-  return --references_;
+  if (--references_ == 0) OnReleased();
+  return references_;
 }
 
 }  // namespace device

@@ -45,6 +45,9 @@ class PimObject {
   ULONG AddReference() { return ++references_; }
   // The count left; a release at zero is recorded and returns 0.
   ULONG ReleaseReference();
+  // Called once the count has dropped to zero: the object may give back
+  // memory it holds (the pool keeps the object itself).
+  virtual void OnReleased() {}
 
   OutlookApp& app_;
 
