@@ -42,16 +42,33 @@ constexpr char kDetails[] =
     "type's change log. TYPE is contacts, appointments or tasks; OID is an\n"
     "item's object identifier (decimal or 0x-prefixed hex).\n"
     "\n"
-    "JSON is one object of property names and string values, given inline\n"
-    "or as @FILE, e.g. {\"FirstName\": \"Ann\", \"Birthday\": "
-    "\"1970-05-17\"}.\n"
-    "Dates are YYYY-MM-DD or YYYY-MM-DDTHH:MM:SS (handheld local time). An\n"
-    "empty string or null clears a property. add prints the new item's OID;\n"
-    "set changes only the properties given.\n"
+    "JSON is one object of property names and values, given inline or as\n"
+    "@FILE, e.g. {\"FirstName\": \"Ann\", \"Birthday\": \"1970-05-17\"}.\n"
+    "Texts and dates are strings, numbers whole numbers, flags true or\n"
+    "false. Dates are YYYY-MM-DD or YYYY-MM-DDTHH:MM:SS (handheld local\n"
+    "time). An empty string or null clears a text or a date. add prints the\n"
+    "new item's OID; set changes only the properties given. A bad key or\n"
+    "value changes nothing.\n"
+    "\n"
+    "Numbers: Sensitivity 0-3 (normal, personal, private, confidential),\n"
+    "BusyStatus 0-3 (free, tentative, busy, out of office), Importance 0-2\n"
+    "(low, normal, high), ReminderMinutesBefore minutes.\n"
+    "\n"
+    "Appointments and tasks also take IsRecurring (false drops the pattern)\n"
+    "and \"Recurrence\": an object of RecurrenceType (daily, weekly,\n"
+    "monthly, monthnth, yearly, yearnth), Interval, DayOfWeekMask (Sunday 1,\n"
+    "Monday 2, ... Saturday 64), DayOfMonth, Instance (1-5), MonthOfYear,\n"
+    "PatternStartDate, PatternEndDate, Occurrences, NoEndDate (a flag); null\n"
+    "drops the pattern. Appointments take \"Exceptions\": an array of\n"
+    "{\"OriginalDate\": DATE, \"Deleted\": true} or {\"OriginalDate\": DATE,\n"
+    "with any of \"Subject\", \"Location\", \"Body\", \"Start\", \"End\"}, "
+    "made\n"
+    "on the saved appointment's occurrence on that day as the user does.\n"
     "\n"
     "ls prints one line per item: the OID and a few names, separated by\n"
     "tabs; --json prints an array of objects with the OID (\"Oid\") and\n"
-    "every property that has a value.\n";
+    "every property that has a value, with IsRecurring, Recurrence and\n"
+    "Exceptions for appointments and tasks.\n";
 
 // One property of an item as the command line names it: text, date,
 // number or flag, reached through the item's own interface.
@@ -627,14 +644,39 @@ std::string Details() {
   for (const ItemKind& kind : kKinds) {
     text += "\nproperties of " + std::string(kind.type) + ":";
     std::size_t column = 80;
+    std::vector<std::string> names;
     for (const Property& property : kind.properties) {
-      std::string name = property.name;
+      names.emplace_back(property.name);
+    }
+    if (kind.pattern != nullptr) {
+      names.insert(names.end(), {"IsRecurring", "Recurrence"});
+    }
+    if (kind.exceptions) names.emplace_back("Exceptions");
+    for (const std::string& name : names) {
       if (column + name.size() + 1 > 76) {
         text += "\n ";
         column = 1;
       }
       text += " " + name;
       column += name.size() + 1;
+    }
+    text += "\n";
+  }
+  // The keys of "Recurrence" and of an exception, wrapped likewise.
+  for (std::string keys :
+       {"keys of Recurrence: " + PimRecurrence::PatternKeys(),
+        "keys of an exception: " + PimRecurrence::ExceptionKeys()}) {
+    text += "\n";
+    std::size_t line_start = text.size();
+    std::istringstream words(keys);
+    for (std::string word; words >> word;) {
+      if (text.size() > line_start &&
+          text.size() - line_start + word.size() > 76) {
+        text += "\n ";
+        line_start = text.size() - 1;
+      }
+      if (text.size() > line_start) text += " ";
+      text += word;
     }
     text += "\n";
   }
