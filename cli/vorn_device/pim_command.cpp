@@ -663,7 +663,7 @@ std::string Details() {
     text += "\n";
   }
   // The keys of "Recurrence" and of an exception, wrapped likewise.
-  for (std::string keys :
+  for (const std::string& keys :
        {"keys of Recurrence: " + PimRecurrence::PatternKeys(),
         "keys of an exception: " + PimRecurrence::ExceptionKeys()}) {
     text += "\n";

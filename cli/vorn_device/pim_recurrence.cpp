@@ -144,13 +144,14 @@ std::string PimRecurrence::ExceptionKeys() {
 std::optional<std::string> PimRecurrence::ParsePattern(const Json& value) {
   if (!value.is_object()) return "the value of Recurrence must be an object";
   for (const auto& [key, member] : value.items()) {
-    auto found =
-        std::find_if(Fields().begin(), Fields().end(),
-                     [&key](const Field& field) { return key == field.name; });
-    if (found == Fields().end()) {
+    const Field* found = nullptr;
+    for (const Field& field : Fields()) {
+      if (key == field.name) found = &field;
+    }
+    if (found == nullptr) {
       return "Recurrence has no key '" + key + "' (see --help)";
     }
-    PatternEdit edit{&*found};
+    PatternEdit edit{found};
     const std::string name = "Recurrence." + key;
     switch (found->kind) {
       case Field::kType: {
