@@ -20,6 +20,7 @@
 #include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
+#include "cli/vorn_device/pim_recurrence.h"
 #include "device/device.h"
 #include "device/image/utf8.h"
 #include "device/kernel/ole_date.h"
@@ -33,32 +34,56 @@
 namespace cli {
 namespace {
 
+using device::PimJson;
+
 constexpr char kDetails[] =
     "Edits the handheld's contacts, appointments and tasks as its user does,\n"
     "through the handheld's object model; each edit is recorded in the\n"
     "type's change log. TYPE is contacts, appointments or tasks; OID is an\n"
     "item's object identifier (decimal or 0x-prefixed hex).\n"
     "\n"
-    "JSON is one object of property names and string values, given inline\n"
-    "or as @FILE, e.g. {\"FirstName\": \"Ann\", \"Birthday\": "
-    "\"1970-05-17\"}.\n"
-    "Dates are YYYY-MM-DD or YYYY-MM-DDTHH:MM:SS (handheld local time). An\n"
-    "empty string or null clears a property. add prints the new item's OID;\n"
-    "set changes only the properties given.\n"
+    "JSON is one object of property names and values, given inline or as\n"
+    "@FILE, e.g. {\"FirstName\": \"Ann\", \"Birthday\": \"1970-05-17\"}.\n"
+    "Texts and dates are strings, numbers whole numbers, flags true or\n"
+    "false. Dates are YYYY-MM-DD or YYYY-MM-DDTHH:MM:SS (handheld local\n"
+    "time). An empty string or null clears a text or a date. add prints the\n"
+    "new item's OID; set changes only the properties given. A bad key or\n"
+    "value changes nothing.\n"
+    "\n"
+    "Numbers: Sensitivity 0-3 (normal, personal, private, confidential),\n"
+    "BusyStatus 0-3 (free, tentative, busy, out of office), Importance 0-2\n"
+    "(low, normal, high), ReminderMinutesBefore minutes.\n"
+    "\n"
+    "Appointments and tasks also take IsRecurring (false drops the pattern)\n"
+    "and \"Recurrence\": an object of RecurrenceType (daily, weekly,\n"
+    "monthly, monthnth, yearly, yearnth), Interval, DayOfWeekMask (Sunday 1,\n"
+    "Monday 2, ... Saturday 64), DayOfMonth, Instance (1-5), MonthOfYear,\n"
+    "PatternStartDate, PatternEndDate, Occurrences, NoEndDate (a flag); null\n"
+    "drops the pattern. Appointments take \"Exceptions\": an array of\n"
+    "{\"OriginalDate\": DATE, \"Deleted\": true} or {\"OriginalDate\": DATE,\n"
+    "with any of \"Subject\", \"Location\", \"Body\", \"Start\", \"End\"}, "
+    "made\n"
+    "on the saved appointment's occurrence on that day as the user does.\n"
     "\n"
     "ls prints one line per item: the OID and a few names, separated by\n"
     "tabs; --json prints an array of objects with the OID (\"Oid\") and\n"
-    "every property that has a value.\n";
+    "every property that has a value, with IsRecurring, Recurrence and\n"
+    "Exceptions for appointments and tasks.\n";
 
-// One property of an item as the command line names it: text or date,
-// reached through the item's own interface.
+// One property of an item as the command line names it: text, date,
+// number or flag, reached through the item's own interface.
 struct Property {
+  enum Kind { kText, kDate, kNumber, kFlag };
   const char* name;
-  bool date;
-  HRESULT (*getText)(IDispatch*, BSTR*);
-  HRESULT (*putText)(IDispatch*, LPCWSTR);
-  HRESULT (*getDate)(IDispatch*, DATE*);
-  HRESULT (*putDate)(IDispatch*, DATE);
+  Kind kind;
+  HRESULT (*getText)(IDispatch*, BSTR*) = nullptr;
+  HRESULT (*putText)(IDispatch*, LPCWSTR) = nullptr;
+  HRESULT (*getDate)(IDispatch*, DATE*) = nullptr;
+  HRESULT (*putDate)(IDispatch*, DATE) = nullptr;
+  HRESULT (*getNumber)(IDispatch*, LONG*) = nullptr;
+  HRESULT (*putNumber)(IDispatch*, LONG) = nullptr;
+  HRESULT (*getFlag)(IDispatch*, VARIANT_BOOL*) = nullptr;
+  HRESULT (*putFlag)(IDispatch*, VARIANT_BOOL) = nullptr;
 };
 
 IContact* Contact(IDispatch* item) { return dynamic_cast<IContact*>(item); }
@@ -69,42 +94,55 @@ device::TaskItem* Task(IDispatch* item) {
   return dynamic_cast<device::TaskItem*>(item);
 }
 
-#define VORN_TEXT_PROPERTY(view, name)             \
-  Property{#name,                                  \
-           false,                                  \
-           [](IDispatch* item, BSTR* value) {      \
-             return view(item)->get_##name(value); \
-           },                                      \
-           [](IDispatch* item, LPCWSTR value) {    \
-             return view(item)->put_##name(value); \
-           },                                      \
-           nullptr,                                \
-           nullptr},
-#define VORN_DATE_PROPERTY(view, name)             \
-  Property{#name,                                  \
-           true,                                   \
-           nullptr,                                \
-           nullptr,                                \
-           [](IDispatch* item, DATE* value) {      \
-             return view(item)->get_##name(value); \
-           },                                      \
-           [](IDispatch* item, DATE value) {       \
-             return view(item)->put_##name(value); \
-           }},
+#define VORN_PROPERTY(view, prop, how, type, put_type, field)                  \
+  Property{                                                                    \
+      .name = #prop,                                                           \
+      .kind = Property::how,                                                   \
+      .get##field = [](IDispatch* item,                                        \
+                       type* value) { return view(item)->get_##prop(value); }, \
+      .put##field =                                                            \
+          [](IDispatch* item, put_type value) {                                \
+            return view(item)->put_##prop(value);                              \
+          }},
+#define VORN_TEXT_PROPERTY(view, name) \
+  VORN_PROPERTY(view, name, kText, BSTR, LPCWSTR, Text)
+#define VORN_DATE_PROPERTY(view, name) \
+  VORN_PROPERTY(view, name, kDate, DATE, DATE, Date)
+#define VORN_NUMBER_PROPERTY(view, name) \
+  VORN_PROPERTY(view, name, kNumber, LONG, LONG, Number)
+#define VORN_FLAG_PROPERTY(view, name) \
+  VORN_PROPERTY(view, name, kFlag, VARIANT_BOOL, VARIANT_BOOL, Flag)
 #define VORN_CONTACT_TEXT(name) VORN_TEXT_PROPERTY(Contact, name)
 #define VORN_CONTACT_DATE(name) VORN_DATE_PROPERTY(Contact, name)
 
 const Property kContactProperties[] = {VORN_CONTACT_STRING_PROPERTIES(
     VORN_CONTACT_TEXT) VORN_CONTACT_DATE_PROPERTIES(VORN_CONTACT_DATE)};
-const Property kAppointmentProperties[] = {VORN_TEXT_PROPERTY(
-    Appointment, Subject) VORN_TEXT_PROPERTY(Appointment, Body)};
-const Property kTaskProperties[] = {VORN_TEXT_PROPERTY(Task, Subject)
-                                        VORN_TEXT_PROPERTY(Task, Body)};
+const Property kAppointmentProperties[] = {
+    VORN_TEXT_PROPERTY(Appointment, Subject) VORN_TEXT_PROPERTY(
+        Appointment, Location) VORN_TEXT_PROPERTY(Appointment, Categories)
+        VORN_TEXT_PROPERTY(Appointment, Body)
+            VORN_FLAG_PROPERTY(Appointment, AllDayEvent) VORN_NUMBER_PROPERTY(
+                Appointment, Sensitivity)
+                VORN_NUMBER_PROPERTY(Appointment, BusyStatus)
+                    VORN_FLAG_PROPERTY(Appointment, ReminderSet)
+                        VORN_NUMBER_PROPERTY(Appointment, ReminderMinutesBefore)
+                            VORN_DATE_PROPERTY(Appointment, Start)
+                                VORN_DATE_PROPERTY(Appointment, End)};
+const Property kTaskProperties[] = {
+    VORN_TEXT_PROPERTY(Task, Subject) VORN_TEXT_PROPERTY(Task, Categories)
+        VORN_TEXT_PROPERTY(Task, Body) VORN_DATE_PROPERTY(Task, StartDate)
+            VORN_DATE_PROPERTY(Task, DueDate) VORN_NUMBER_PROPERTY(
+                Task, Importance) VORN_FLAG_PROPERTY(Task, Complete)
+                VORN_NUMBER_PROPERTY(Task, Sensitivity) VORN_FLAG_PROPERTY(
+                    Task, ReminderSet) VORN_DATE_PROPERTY(Task, ReminderTime)};
 
 #undef VORN_CONTACT_DATE
 #undef VORN_CONTACT_TEXT
 #undef VORN_DATE_PROPERTY
+#undef VORN_FLAG_PROPERTY
+#undef VORN_NUMBER_PROPERTY
 #undef VORN_TEXT_PROPERTY
+#undef VORN_PROPERTY
 
 const char* const kContactColumns[] = {"FileAs", "FirstName", "LastName",
                                        "CompanyName", "Email1Address"};
@@ -122,6 +160,11 @@ struct ItemKind {
   HRESULT (*save)(IDispatch*);
   HRESULT (*remove)(IDispatch*);
   HRESULT (*oid)(IDispatch*, LONG*);
+  // Recurrence (null for contacts).
+  HRESULT (*isRecurring)(IDispatch*, VARIANT_BOOL*);
+  HRESULT (*pattern)(IDispatch*, IRecurrencePattern**);
+  HRESULT (*clearPattern)(IDispatch*);
+  bool exceptions;  // takes "Exceptions"
 };
 
 const ItemKind kKinds[] = {
@@ -129,20 +172,37 @@ const ItemKind kKinds[] = {
      kContactColumns, [](IDispatch* item) { return Contact(item) != nullptr; },
      [](IDispatch* item) { return Contact(item)->Save(); },
      [](IDispatch* item) { return Contact(item)->Delete(); },
-     [](IDispatch* item, LONG* oid) { return Contact(item)->get_Oid(oid); }},
+     [](IDispatch* item, LONG* oid) { return Contact(item)->get_Oid(oid); },
+     nullptr, nullptr, nullptr, false},
     {"appointments", "appointment", olAppointmentItem, olFolderCalendar,
      kAppointmentProperties, kSubjectColumns,
      [](IDispatch* item) { return Appointment(item) != nullptr; },
      [](IDispatch* item) { return Appointment(item)->Save(); },
      [](IDispatch* item) { return Appointment(item)->Delete(); },
-     [](IDispatch* item, LONG* oid) {
-       return Appointment(item)->get_Oid(oid);
-     }},
+     [](IDispatch* item, LONG* oid) { return Appointment(item)->get_Oid(oid); },
+     [](IDispatch* item, VARIANT_BOOL* value) {
+       return Appointment(item)->get_IsRecurring(value);
+     },
+     [](IDispatch* item, IRecurrencePattern** pattern) {
+       return Appointment(item)->GetRecurrencePattern(pattern);
+     },
+     [](IDispatch* item) {
+       return Appointment(item)->ClearRecurrencePattern();
+     },
+     true},
     {"tasks", "task", olTaskItem, olFolderTasks, kTaskProperties,
      kSubjectColumns, [](IDispatch* item) { return Task(item) != nullptr; },
      [](IDispatch* item) { return Task(item)->Save(); },
      [](IDispatch* item) { return Task(item)->Delete(); },
-     [](IDispatch* item, LONG* oid) { return Task(item)->get_Oid(oid); }},
+     [](IDispatch* item, LONG* oid) { return Task(item)->get_Oid(oid); },
+     [](IDispatch* item, VARIANT_BOOL* value) {
+       return Task(item)->get_IsRecurring(value);
+     },
+     [](IDispatch* item, IRecurrencePattern** pattern) {
+       return Task(item)->GetRecurrencePattern(pattern);
+     },
+     [](IDispatch* item) { return Task(item)->ClearRecurrencePattern(); },
+     false},
 };
 
 const ItemKind* KindOf(const std::string& type) {
@@ -159,11 +219,14 @@ const Property* PropertyOf(const ItemKind& kind, std::string_view name) {
   return nullptr;
 }
 
-// One property to set: text ("" clears) or a date (nullopt clears).
+// One property to set: text ("" clears), a date (nullopt clears), a
+// number or a flag.
 struct Edit {
   const Property* property = nullptr;
   std::u16string text;
   std::optional<SYSTEMTIME> date;
+  LONG number = 0;
+  VARIANT_BOOL flag = VARIANT_FALSE;
 };
 
 struct Request {
@@ -172,6 +235,10 @@ struct Request {
   const ItemKind* kind = nullptr;
   DWORD oid = 0;
   std::vector<Edit> edits;
+  // IsRecurring given: false drops the pattern (as does "Recurrence":
+  // null), true makes the item recur.
+  std::optional<bool> recurring;
+  PimRecurrence recurrence;
   bool json = false;
 };
 
@@ -200,36 +267,92 @@ std::optional<std::string> JsonText(const std::string& argument,
                      std::istreambuf_iterator<char>());
 }
 
+// The edit of `value` for `property`, or the problem.
+std::optional<std::string> ReadValue(const Property& property,
+                                     const std::string& key,
+                                     const PimJson::Json& value, Edit* edit) {
+  edit->property = &property;
+  switch (property.kind) {
+    case Property::kNumber:
+      if (!value.is_number_integer() || value.get<long long>() < -0x7FFFFFFF ||
+          value.get<long long>() > 0x7FFFFFFF) {
+        return "the value of " + key + " must be a whole number";
+      }
+      edit->number = static_cast<LONG>(value.get<long long>());
+      return std::nullopt;
+    case Property::kFlag:
+      if (!value.is_boolean()) {
+        return "the value of " + key + " must be true or false";
+      }
+      edit->flag = value.get<bool>() ? VARIANT_TRUE : VARIANT_FALSE;
+      return std::nullopt;
+    case Property::kText:
+    case Property::kDate:
+      break;
+  }
+  if (!value.is_string() && !value.is_null()) {
+    return "the value of " + key + " must be a string or null";
+  }
+  std::u16string text =
+      value.is_null()
+          ? std::u16string()
+          : device::Utf8ToUtf16(value.get_ref<const std::string&>());
+  if (text.find(u'\0') != std::u16string::npos) {
+    return "the value of " + key + " holds a NUL character";
+  }
+  if (property.kind == Property::kDate && !text.empty()) {
+    auto date = PimJson::ParseDate(text);
+    if (!date.ok()) return key + ": " + date.status().message();
+    if (!device::SystemTimeToOleDate(*date)) {
+      return key + ": the year must be 100 to 9999";
+    }
+    edit->date = *date;
+  }
+  edit->text = std::move(text);
+  return std::nullopt;
+}
+
 // The edits of a JSON argument, checked against the kind's properties.
 std::optional<std::string> ParseEdits(const ItemKind& kind,
                                       const std::string& argument,
-                                      std::vector<Edit>* edits) {
+                                      Request* request) {
   std::string problem;
   std::optional<std::string> text = JsonText(argument, &problem);
   if (!text) return problem;
-  auto members = device::PimJson::ParseObject(*text);
-  if (!members.ok()) return members.status().message();
-  for (const device::PimJson::Member& member : *members) {
-    Edit edit;
-    edit.property = PropertyOf(kind, member.first);
-    if (edit.property == nullptr) {
-      return std::string(kind.type) + " have no property '" + member.first +
+  auto parsed = PimJson::Parse(*text);
+  if (!parsed.ok()) return parsed.status().message();
+  for (const auto& [key, value] : parsed->items()) {
+    if (kind.pattern != nullptr && key == "IsRecurring") {
+      if (!value.is_boolean()) {
+        return "the value of IsRecurring must be true or false";
+      }
+      request->recurring = value.get<bool>();
+      continue;
+    }
+    if (kind.pattern != nullptr && key == "Recurrence") {
+      if (value.is_null()) {
+        request->recurring = false;
+      } else if (auto bad = request->recurrence.ParsePattern(value)) {
+        return bad;
+      }
+      continue;
+    }
+    if (kind.exceptions && key == "Exceptions") {
+      if (auto bad = request->recurrence.ParseExceptions(value)) return bad;
+      continue;
+    }
+    const Property* property = PropertyOf(kind, key);
+    if (property == nullptr) {
+      return std::string(kind.type) + " have no property '" + key +
              "' (see --help)";
     }
-    std::u16string value = member.second.value_or(u"");
-    if (value.find(u'\0') != std::u16string::npos) {
-      return "the value of " + member.first + " holds a NUL character";
-    }
-    if (edit.property->date && !value.empty()) {
-      auto date = device::PimJson::ParseDate(value);
-      if (!date.ok()) return member.first + ": " + date.status().message();
-      if (!device::SystemTimeToOleDate(*date)) {
-        return member.first + ": the year must be 100 to 9999";
-      }
-      edit.date = *date;
-    }
-    edit.text = std::move(value);
-    edits->push_back(std::move(edit));
+    Edit edit;
+    if (auto bad = ReadValue(*property, key, value, &edit)) return bad;
+    request->edits.push_back(std::move(edit));
+  }
+  if (request->recurring == false && (request->recurrence.hasPattern() ||
+                                      request->recurrence.hasExceptions())) {
+    return "an item that does not recur takes no Recurrence or Exceptions";
   }
   return std::nullopt;
 }
@@ -303,10 +426,13 @@ class PimSession {
       return writer_.lastStatus();
     }
     device::Status applied = Apply(item);
+    if (applied.ok()) applied = ApplyPattern(item);
     if (!applied.ok()) return applied;
     result = kind_.save(item);
     if (FAILED(result)) return Error("Save failed with " + Hex(result));
     if (!writer_.lastStatus().ok()) return writer_.lastStatus();
+    applied = ApplyExceptions(item);
+    if (!applied.ok()) return applied;
     if (request_.action == "add") {
       LONG oid = 0;
       kind_.oid(item, &oid);
@@ -324,13 +450,23 @@ class PimSession {
     for (const Edit& edit : request_.edits) {
       const Property& property = *edit.property;
       HRESULT result = S_OK;
-      if (property.date) {
-        DATE date = device::kOleNoDate;
-        SYSTEMTIME time = edit.date.value_or(SYSTEMTIME{});
-        if (edit.date) result = app_->SystemTimeToVariantTime(&time, &date);
-        if (SUCCEEDED(result)) result = property.putDate(item, date);
-      } else {
-        result = property.putText(item, edit.text.c_str());
+      switch (property.kind) {
+        case Property::kDate: {
+          DATE date = device::kOleNoDate;
+          SYSTEMTIME time = edit.date.value_or(SYSTEMTIME{});
+          if (edit.date) result = app_->SystemTimeToVariantTime(&time, &date);
+          if (SUCCEEDED(result)) result = property.putDate(item, date);
+          break;
+        }
+        case Property::kText:
+          result = property.putText(item, edit.text.c_str());
+          break;
+        case Property::kNumber:
+          result = property.putNumber(item, edit.number);
+          break;
+        case Property::kFlag:
+          result = property.putFlag(item, edit.flag);
+          break;
       }
       if (FAILED(result)) {
         return Error(std::string("setting ") + property.name + " failed with " +
@@ -338,6 +474,52 @@ class PimSession {
       }
     }
     return device::Status::Ok();
+  }
+
+  // IsRecurring and Recurrence, set before the item is saved.
+  device::Status ApplyPattern(IDispatch* item) {
+    if (request_.recurring == false) {
+      HRESULT result = kind_.clearPattern(item);
+      if (FAILED(result)) {
+        return Error("ClearRecurrencePattern failed with " + Hex(result));
+      }
+      return device::Status::Ok();
+    }
+    if (request_.recurring != true && !request_.recurrence.hasPattern()) {
+      return device::Status::Ok();
+    }
+    IRecurrencePattern* pattern = nullptr;
+    HRESULT result = kind_.pattern(item, &pattern);
+    if (FAILED(result) || pattern == nullptr) {
+      return Error("GetRecurrencePattern failed with " + Hex(result));
+    }
+    Reference<IRecurrencePattern> held(pattern);
+    if (auto problem = request_.recurrence.ApplyPattern(pattern)) {
+      return Error(*problem);
+    }
+    return device::Status::Ok();
+  }
+
+  // Exceptions, made on the saved appointment's occurrences.
+  device::Status ApplyExceptions(IDispatch* item) {
+    if (!request_.recurrence.hasExceptions()) return device::Status::Ok();
+    VARIANT_BOOL recurring = VARIANT_FALSE;
+    kind_.isRecurring(item, &recurring);
+    if (recurring == VARIANT_FALSE) {
+      return Error("the appointment does not recur, so it has no Exceptions");
+    }
+    IRecurrencePattern* pattern = nullptr;
+    HRESULT result = kind_.pattern(item, &pattern);
+    if (FAILED(result) || pattern == nullptr) {
+      return Error("GetRecurrencePattern failed with " + Hex(result));
+    }
+    Reference<IRecurrencePattern> held(pattern);
+    auto problem = request_.recurrence.ApplyExceptions(
+        pattern, [this]() -> std::optional<std::string> {
+          if (writer_.lastStatus().ok()) return std::nullopt;
+          return writer_.lastStatus().message();
+        });
+    return problem ? Error(*problem) : device::Status::Ok();
   }
 
   std::u16string Text(IDispatch* item, const Property& property) {
@@ -357,7 +539,7 @@ class PimSession {
         FAILED(app_->VariantTimeToSystemTime(date, &time))) {
       return std::nullopt;
     }
-    return device::PimJson::FormatDate(time);
+    return PimJson::FormatDate(time);
   }
 
   std::string Describe(IDispatch* item, LONG oid) {
@@ -368,18 +550,53 @@ class PimSession {
       }
       return line + "\n";
     }
-    device::PimJson::Json object = device::PimJson::Json::object();
+    PimJson::Json object = PimJson::Json::object();
     object["Oid"] = static_cast<DWORD>(oid);
     for (const Property& property : kind_.properties) {
-      if (property.date) {
-        if (std::optional<std::string> date = Date(item, property)) {
-          object[property.name] = *date;
+      switch (property.kind) {
+        case Property::kDate:
+          if (std::optional<std::string> date = Date(item, property)) {
+            object[property.name] = *date;
+          }
+          break;
+        case Property::kText:
+          if (std::u16string text = Text(item, property); !text.empty()) {
+            object[property.name] = device::Utf16ToValidUtf8(text);
+          }
+          break;
+        case Property::kNumber: {
+          LONG number = 0;
+          if (SUCCEEDED(property.getNumber(item, &number))) {
+            object[property.name] = number;
+          }
+          break;
         }
-      } else if (std::u16string text = Text(item, property); !text.empty()) {
-        object[property.name] = device::Utf16ToValidUtf8(text);
+        case Property::kFlag: {
+          VARIANT_BOOL flag = VARIANT_FALSE;
+          if (SUCCEEDED(property.getFlag(item, &flag))) {
+            object[property.name] = flag != VARIANT_FALSE;
+          }
+          break;
+        }
       }
     }
-    return device::PimJson::Write(object);
+    if (kind_.pattern != nullptr) DescribeRecurrence(item, object);
+    return PimJson::Write(object);
+  }
+
+  // IsRecurring, and the pattern and exceptions of an item that recurs.
+  void DescribeRecurrence(IDispatch* item, PimJson::Json& object) {
+    VARIANT_BOOL recurring = VARIANT_FALSE;
+    kind_.isRecurring(item, &recurring);
+    object["IsRecurring"] = recurring != VARIANT_FALSE;
+    if (recurring == VARIANT_FALSE) return;
+    IRecurrencePattern* pattern = nullptr;
+    if (FAILED(kind_.pattern(item, &pattern)) || pattern == nullptr) return;
+    Reference<IRecurrencePattern> held(pattern);
+    object["Recurrence"] = PimRecurrence::DescribePattern(pattern);
+    if (!kind_.exceptions) return;
+    PimJson::Json exceptions = PimRecurrence::DescribeExceptions(pattern, app_);
+    if (!exceptions.empty()) object["Exceptions"] = std::move(exceptions);
   }
 
   device::Status List(std::string* output) {
@@ -427,14 +644,39 @@ std::string Details() {
   for (const ItemKind& kind : kKinds) {
     text += "\nproperties of " + std::string(kind.type) + ":";
     std::size_t column = 80;
+    std::vector<std::string> names;
     for (const Property& property : kind.properties) {
-      std::string name = property.name;
+      names.emplace_back(property.name);
+    }
+    if (kind.pattern != nullptr) {
+      names.insert(names.end(), {"IsRecurring", "Recurrence"});
+    }
+    if (kind.exceptions) names.emplace_back("Exceptions");
+    for (const std::string& name : names) {
       if (column + name.size() + 1 > 76) {
         text += "\n ";
         column = 1;
       }
       text += " " + name;
       column += name.size() + 1;
+    }
+    text += "\n";
+  }
+  // The keys of "Recurrence" and of an exception, wrapped likewise.
+  for (const std::string& keys :
+       {"keys of Recurrence: " + PimRecurrence::PatternKeys(),
+        "keys of an exception: " + PimRecurrence::ExceptionKeys()}) {
+    text += "\n";
+    std::size_t line_start = text.size();
+    std::istringstream words(keys);
+    for (std::string word; words >> word;) {
+      if (text.size() > line_start &&
+          text.size() - line_start + word.size() > 76) {
+        text += "\n ";
+        line_start = text.size() - 1;
+      }
+      if (text.size() > line_start) text += " ";
+      text += word;
     }
     text += "\n";
   }
@@ -501,7 +743,7 @@ void AddJson(CLI::App& action, Request& request) {
   action.callback([&request, json, name = action.get_name()] {
     request.action = name;
     if (std::optional<std::string> problem =
-            ParseEdits(*request.kind, *json, &request.edits)) {
+            ParseEdits(*request.kind, *json, &request)) {
       cli_common::BadArgument(*problem);
     }
   });

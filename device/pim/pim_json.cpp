@@ -69,15 +69,19 @@ int Digits(std::u16string_view text, std::size_t at, std::size_t width) {
 
 }  // namespace
 
-Result<std::vector<PimJson::Member>> PimJson::ParseObject(
-    std::string_view text) {
+Result<PimJson::Json> PimJson::Parse(std::string_view text) {
   // nlohmann-json keeps the last of a key given twice; note the first one
-  // seen again in the object instead.
-  std::set<std::string> seen;
+  // seen again in an object instead (objects nest, so keep one set of keys
+  // for each open object).
+  std::vector<std::set<std::string>> seen;
   std::optional<std::string> twice;
-  auto note_keys = [&](int depth, Json::parse_event_t event, Json& parsed) {
-    if (event == Json::parse_event_t::key && depth == 1 && !twice &&
-        !seen.insert(parsed.get<std::string>()).second) {
+  auto note_keys = [&](int /*depth*/, Json::parse_event_t event, Json& parsed) {
+    if (event == Json::parse_event_t::object_start) {
+      seen.emplace_back();
+    } else if (event == Json::parse_event_t::object_end && !seen.empty()) {
+      seen.pop_back();
+    } else if (event == Json::parse_event_t::key && !seen.empty() && !twice &&
+               !seen.back().insert(parsed.get<std::string>()).second) {
       twice = parsed.get<std::string>();
     }
     return true;
@@ -93,6 +97,14 @@ Result<std::vector<PimJson::Member>> PimJson::ParseObject(
   }
   if (!object.is_object()) return Status::Error("JSON: expected one object");
   if (twice) return Status::Error("JSON: key \"" + *twice + "\" given twice");
+  return object;
+}
+
+Result<std::vector<PimJson::Member>> PimJson::ParseObject(
+    std::string_view text) {
+  Result<Json> parsed = Parse(text);
+  if (!parsed.ok()) return parsed.status();
+  const Json& object = *parsed;
   std::vector<Member> members;
   for (const auto& [key, value] : object.items()) {
     if (value.is_null()) {

@@ -33,6 +33,12 @@ class PimJson {
   // One member of an object: its key and its value, nullopt for null.
   using Member = std::pair<std::string, std::optional<std::u16string>>;
 
+  // `text` as exactly one JSON object (with any white space around it).
+  // Fails with a one-line message: bad syntax or invalid UTF-8 names its
+  // line and column ("JSON: parse error at line L, column C: ..."), a key
+  // given twice in one object names the key.
+  static Result<Json> Parse(std::string_view text);
+
   // The members of `text`, which must be exactly one JSON object (with any
   // white space around it) whose values are strings or null, in their
   // order. Fails with a one-line message: bad syntax or invalid UTF-8

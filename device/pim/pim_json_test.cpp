@@ -106,6 +106,26 @@ TEST(PimJsonTest, OtherProblemsNameTheKey) {
   EXPECT_EQ(twice.status().message(), "JSON: key \"A\" given twice");
 }
 
+TEST(PimJsonTest, ParseKeepsNestedValuesAndTheirOrder) {
+  auto parsed =
+      PimJson::Parse(R"({"B": 1, "A": {"Z": [true, {"Y": "x"}], "X": null}})");
+  ASSERT_TRUE(parsed.ok()) << parsed.status().message();
+  EXPECT_EQ(PimJson::Write(*parsed),
+            R"({"B":1,"A":{"Z":[true,{"Y":"x"}],"X":null}})");
+}
+
+TEST(PimJsonTest, ParseRefusesAKeyGivenTwiceAtAnyDepth) {
+  auto parsed = PimJson::Parse(R"({"A": {"K": 1, "K": 2}})");
+  ASSERT_FALSE(parsed.ok());
+  EXPECT_EQ(parsed.status().message(), "JSON: key \"K\" given twice");
+  // The same key in two objects is fine.
+  parsed = PimJson::Parse(R"({"A": [{"K": 1}, {"K": 2}], "K": 3})");
+  EXPECT_TRUE(parsed.ok()) << parsed.status().message();
+  parsed = PimJson::Parse("[1]");
+  ASSERT_FALSE(parsed.ok());
+  EXPECT_EQ(parsed.status().message(), "JSON: expected one object");
+}
+
 TEST(PimJsonTest, WritesUtf8OnOneLine) {
   std::u16string text = u"\"q\" \\ \n\r\t\u0001 \u00e9 \u20ac \U0001F600 ";
   text.push_back(static_cast<char16_t>(0xD800));
