@@ -37,7 +37,8 @@ SyncEngine::SyncEngine(HandheldClient& client, MirrorDirectory& dir,
     : client_(client),
       top_(dir),
       options_(std::move(options)),
-      counter_(counter) {
+      counter_(counter),
+      adapter_(options_.adapter ? *options_.adapter : contacts_) {
   if (options_.batch_size == 0) options_.batch_size = 1;
 }
 
@@ -123,14 +124,20 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
     partner = DefaultPartnerName(host, dir);
   }
   summary_.partner = partner;
-  partner16_ = Utf8ToUtf16(partner);
+  // A contract holds one mark, and each data type's change log counts on
+  // its own, so each type has a contract of its own: contacts the partner
+  // name itself, the others "PARTNER/COLLECTION".
+  partner16_ = Utf8ToUtf16(adapter_.type() == protocol::DataType::kContacts
+                               ? partner
+                               : partner + "/" + adapter_.collection());
 
   Result<bool> found = client_.FindContract(adapter_.type(), partner16_);
   if (!found.ok()) return found.status();
   contract_exists_ = *found;
 
   if (!contract_exists_) {
-    summary_.full_reason = "the handheld has no contract \"" + partner + "\"";
+    summary_.full_reason =
+        "the handheld has no contract \"" + Utf16ToUtf8(partner16_) + "\"";
   } else if (!state) {
     summary_.full_reason = "the directory has no sync state";
   } else if (state->partner != partner) {
@@ -151,6 +158,7 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
   }
   state_.partner = partner;
   state_.machine_id = summary_.machine_id;
+  if (!options_.time_zone.empty()) state_.time_zone = options_.time_zone;
   if (!state) state_.full_mirror_pending = true;
   return Status::Ok();
 }
@@ -166,6 +174,8 @@ Status SyncEngine::OpenCollection(bool legacy) {
     VORN_RETURN_IF_ERROR(
         files_->WriteFileDurably(kDisplayNameFile, adapter_.display_name()));
   }
+  // The old layout only ever held contacts.
+  if (adapter_.type() != protocol::DataType::kContacts) return Status::Ok();
   if (legacy) {
     Result<std::size_t> moved =
         LegacyMirrorMigration::Run(top_, *files_, adapter_, stamp_, state_);
