@@ -80,7 +80,7 @@ class SyncCalendarTest : public testing::Test {
     return RunProgram(argv);
   }
 
-  void Sync(std::vector<std::string> extra = {}) const {
+  void Sync(const std::vector<std::string>& extra = {}) const {
     std::vector<std::string> args = extra;
     args.insert(args.end(), {"sync", mirror_});
     ProgramResult r = Vorn(args);
