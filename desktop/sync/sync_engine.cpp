@@ -60,6 +60,13 @@ std::string SyncEngine::DefaultPartnerName(std::string_view host,
   return name + hex;
 }
 
+std::string SyncEngine::ContractName(std::string_view partner,
+                                     std::string_view collection) {
+  std::string name(partner);
+  if (collection != "contacts") name += "/" + std::string(collection);
+  return name;
+}
+
 void SyncEngine::Report(const char* phase, std::uint64_t done,
                         std::uint64_t total) {
   if (options_.on_progress) options_.on_progress({phase, done, total});
@@ -124,12 +131,7 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
     partner = DefaultPartnerName(host, dir);
   }
   summary_.partner = partner;
-  // A contract holds one mark, and each data type's change log counts on
-  // its own, so each type has a contract of its own: contacts the partner
-  // name itself, the others "PARTNER/COLLECTION".
-  partner16_ = Utf8ToUtf16(adapter_.type() == protocol::DataType::kContacts
-                               ? partner
-                               : partner + "/" + adapter_.collection());
+  partner16_ = Utf8ToUtf16(ContractName(partner, adapter_.collection()));
 
   Result<bool> found = client_.FindContract(adapter_.type(), partner16_);
   if (!found.ok()) return found.status();

@@ -125,6 +125,12 @@ class SyncEngine {
   // path in hexadecimal.
   static std::string DefaultPartnerName(std::string_view host,
                                         std::string_view absolute_dir);
+  // The handheld's contract of `partner` for one collection. A contract
+  // holds one mark while each data type's change log counts on its own,
+  // so each type has a contract of its own: contacts the partner name
+  // itself, the others "PARTNER/COLLECTION" ("PARTNER/calendar").
+  static std::string ContractName(std::string_view partner,
+                                  std::string_view collection);
 
  private:
   Status Prepare(const std::optional<SyncState>& state);
