@@ -60,6 +60,7 @@ std::string AddedOid(const std::string& out) {
 class SyncCalendarTest : public testing::Test {
  protected:
   void SetUp() override {
+    setenv("XDG_CONFIG_HOME", tmp_.path("config").c_str(), 1);
     image_ = tmp_.path("h.img");
     mirror_ = tmp_.path("mirror");
     ASSERT_EQ(
@@ -170,6 +171,30 @@ TEST_F(SyncCalendarTest, MirrorsAppointmentsAndTasksBothWays) {
   EXPECT_EQ(IcsFiles(tasks).size(), 2u);
   CheckIcs(calendar);
   CheckIcs(tasks);
+}
+
+TEST_F(SyncCalendarTest, RemovingTheContractRemovesTheCalendarOnesToo) {
+  Sync({"--tz", "UTC"});
+  // UTC times: no zone of their own in the files.
+  std::string standup = ReadText(FileWith(mirror_ + "/calendar", "standup"));
+  EXPECT_EQ(standup.find("TZID"), std::string::npos) << standup;
+  EXPECT_NE(standup.find("DTSTART:20"), std::string::npos) << standup;
+  ProgramResult again = Vorn({"sync", mirror_, "--json"});
+  ASSERT_EQ(again.exitCode, 0) << again.err;
+  EXPECT_NE(again.outText().find("\"records_fetched\":0"), std::string::npos)
+      << again.outText();
+
+  std::string state = ReadText(mirror_ + "/.vorn-sync.json");
+  std::size_t at = state.find("\"partner\":\"") + 11;
+  std::string partner = state.substr(at, state.find('"', at) - at);
+  ProgramResult rm = Vorn({"contracts", "rm", partner});
+  ASSERT_EQ(rm.exitCode, 0) << rm.err;
+  // Every appointment and task is compared again.
+  again = Vorn({"sync", mirror_, "--json"});
+  ASSERT_EQ(again.exitCode, 0) << again.err;
+  EXPECT_NE(again.outText().find("\"records_fetched\":5"), std::string::npos)
+      << again.outText();
+  EXPECT_EQ(IcsFiles(mirror_ + "/calendar").size(), 3u);
 }
 
 }  // namespace
