@@ -1,11 +1,13 @@
 // vorn contracts [rm NAME]: the contracts this desktop made with handhelds.
 #include <cstdio>
+#include <utility>
 
 #include "cli/vorn/commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/base/utf16.h"
 #include "desktop/formats/json_text.h"
 #include "desktop/sync/sync_contract_registry.h"
+#include "desktop/sync/sync_engine.h"
 
 namespace vorn_cli {
 
@@ -80,6 +82,19 @@ int Remove(const CommandLine& line, SyncContractRegistry& registry,
   if (auto s = client.DeleteContract(protocol::DataType::kContacts, name16);
       !s.ok()) {
     return Fail(s.message());
+  }
+  // The contracts of the calendar and the tasks go with it.
+  for (auto [type, collection] :
+       {std::pair{protocol::DataType::kAppointments, "calendar"},
+        std::pair{protocol::DataType::kTasks, "tasks"}}) {
+    std::u16string other = desktop::Utf8ToUtf16(
+        desktop::SyncEngine::ContractName(name, collection));
+    auto found = client.FindContract(type, other);
+    if (!found.ok()) return Fail(found.status().message());
+    if (!*found) continue;
+    if (auto s = client.DeleteContract(type, other); !s.ok()) {
+      return Fail(s.message());
+    }
   }
   if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
   std::size_t forgotten =

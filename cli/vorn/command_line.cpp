@@ -240,10 +240,14 @@ void DefineSyncCommands(CLI::App& app, const CommandLine& line,
                         std::function<int()>& work) {
   auto request = std::make_shared<SyncRequest>();
   CLI::App* sync = Command(
-      app, "sync", "keep DIR/contacts/ and the handheld's contacts in step",
+      app, "sync",
+      "keep DIR/ and the handheld's contacts, calendar and tasks in step",
       "Synchronises the handheld's contacts with DIR (created if missing), a\n"
       "vdir collection: DIR/contacts/ holds one vCard 4.0 file per contact,\n"
-      "named after its UID, and a displayname file. A contact made on the\n"
+      "named after its UID, and a displayname file. Appointments and tasks\n"
+      "go the same way into DIR/calendar/ and DIR/tasks/, one iCalendar file\n"
+      "each, times in the zone of --tz (kept in the state for later runs).\n"
+      "A contact made on the\n"
       "handheld gets the UID urn:uuid:<name-based UUID of the handheld's\n"
       "machine id and its object id>; a card from elsewhere keeps its own.\n"
       "Files are written under a temporary name, flushed and renamed;\n"

@@ -1,4 +1,5 @@
-// vorn sync DIR: mirrors the handheld's contacts into DIR.
+// vorn sync DIR: mirrors the handheld's contacts, appointments and tasks
+// into DIR/contacts/, DIR/calendar/ and DIR/tasks/.
 #include <unistd.h>
 
 #include <climits>
@@ -7,7 +8,9 @@
 #include <memory>
 
 #include "cli/vorn/commands.h"
+#include "desktop/formats/ical_zone.h"
 #include "desktop/formats/json_text.h"
+#include "desktop/sync/calendar_sync_adapter.h"
 #include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/sync_contract_registry.h"
 #include "desktop/sync/sync_engine.h"
@@ -86,6 +89,33 @@ void Remember(const desktop::SyncSummary& summary, const std::string& dir) {
   }
 }
 
+// Adds the counts, conflicts and notes of another collection's run.
+void AddUp(desktop::SyncSummary& total, const desktop::SyncSummary& more) {
+  total.added += more.added;
+  total.changed += more.changed;
+  total.deleted += more.deleted;
+  total.unchanged += more.unchanged;
+  total.sent_added += more.sent_added;
+  total.sent_changed += more.sent_changed;
+  total.sent_deleted += more.sent_deleted;
+  total.records_fetched += more.records_fetched;
+  total.bytes_received += more.bytes_received;
+  total.seconds += more.seconds;
+  total.contract_added = total.contract_added || more.contract_added;
+  total.conflicts.insert(total.conflicts.end(), more.conflicts.begin(),
+                         more.conflicts.end());
+  total.notes.insert(total.notes.end(), more.notes.begin(), more.notes.end());
+}
+
+// The handheld's zone: --tz, else the one the directory's state stored.
+desktop::Result<std::string> ZoneName(const CommandLine& line,
+                                      const desktop::MirrorDirectory& dir) {
+  if (!line.tz.empty()) return line.tz;
+  auto state = desktop::SyncState::Load(dir);
+  if (!state.ok()) return state.status();
+  return *state ? (*state)->time_zone : std::string();
+}
+
 }  // namespace
 
 int RunSync(const CommandLine& line, const SyncRequest& request) {
@@ -103,6 +133,11 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
 
   auto dir = desktop::MirrorDirectory::Open(path);
   if (!dir.ok()) return Fail(dir.status().message());
+  auto zone_name = ZoneName(line, **dir);
+  if (!zone_name.ok()) return Fail(zone_name.status().message());
+  auto zone = desktop::IcalZone::Named(*zone_name);
+  if (!zone.ok()) return Fail(zone.status().message());
+  options.time_zone = *zone_name;
   auto stream = OpenStream(line);
   if (!stream.ok()) return Fail(stream.status().message());
   desktop::SyncCountingStream counted(**stream);
@@ -113,8 +148,26 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
     progress.Show(p);
   };
   bool stopping = options.stop_after_records != 0;
-  desktop::SyncEngine engine(client, **dir, options, &counted);
-  desktop::Result<desktop::SyncSummary> summary = engine.Run();
+  // Contacts first (their summary leads), then appointments and tasks,
+  // each under its own contract of the same partner name.
+  desktop::CalendarSyncAdapter appointments(protocol::DataType::kAppointments,
+                                            *zone);
+  desktop::CalendarSyncAdapter tasks(protocol::DataType::kTasks, *zone);
+  desktop::Result<desktop::SyncSummary> summary =
+      desktop::SyncEngine(client, **dir, options, &counted).Run();
+  for (const desktop::SyncAdapter* adapter :
+       {static_cast<const desktop::SyncAdapter*>(&appointments),
+        static_cast<const desktop::SyncAdapter*>(&tasks)}) {
+    if (!summary.ok()) break;
+    options.adapter = adapter;
+    options.partner = summary->partner;
+    auto more = desktop::SyncEngine(client, **dir, options, &counted).Run();
+    if (!more.ok()) {
+      summary = more.status();
+    } else {
+      AddUp(*summary, *more);
+    }
+  }
   progress.Clear();
   if (!summary.ok()) {
     if (stopping && summary.status().message().starts_with("stopped after")) {

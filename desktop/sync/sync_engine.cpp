@@ -37,7 +37,8 @@ SyncEngine::SyncEngine(HandheldClient& client, MirrorDirectory& dir,
     : client_(client),
       top_(dir),
       options_(std::move(options)),
-      counter_(counter) {
+      counter_(counter),
+      adapter_(options_.adapter ? *options_.adapter : contacts_) {
   if (options_.batch_size == 0) options_.batch_size = 1;
 }
 
@@ -57,6 +58,13 @@ std::string SyncEngine::DefaultPartnerName(std::string_view host,
   char hex[16];
   std::snprintf(hex, sizeof hex, "-%08x", hash);
   return name + hex;
+}
+
+std::string SyncEngine::ContractName(std::string_view partner,
+                                     std::string_view collection) {
+  std::string name(partner);
+  if (collection != "contacts") name += "/" + std::string(collection);
+  return name;
 }
 
 void SyncEngine::Report(const char* phase, std::uint64_t done,
@@ -123,14 +131,15 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
     partner = DefaultPartnerName(host, dir);
   }
   summary_.partner = partner;
-  partner16_ = Utf8ToUtf16(partner);
+  partner16_ = Utf8ToUtf16(ContractName(partner, adapter_.collection()));
 
   Result<bool> found = client_.FindContract(adapter_.type(), partner16_);
   if (!found.ok()) return found.status();
   contract_exists_ = *found;
 
   if (!contract_exists_) {
-    summary_.full_reason = "the handheld has no contract \"" + partner + "\"";
+    summary_.full_reason =
+        "the handheld has no contract \"" + Utf16ToUtf8(partner16_) + "\"";
   } else if (!state) {
     summary_.full_reason = "the directory has no sync state";
   } else if (state->partner != partner) {
@@ -151,6 +160,7 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
   }
   state_.partner = partner;
   state_.machine_id = summary_.machine_id;
+  if (!options_.time_zone.empty()) state_.time_zone = options_.time_zone;
   if (!state) state_.full_mirror_pending = true;
   return Status::Ok();
 }
@@ -166,6 +176,8 @@ Status SyncEngine::OpenCollection(bool legacy) {
     VORN_RETURN_IF_ERROR(
         files_->WriteFileDurably(kDisplayNameFile, adapter_.display_name()));
   }
+  // The old layout only ever held contacts.
+  if (adapter_.type() != protocol::DataType::kContacts) return Status::Ok();
   if (legacy) {
     Result<std::size_t> moved =
         LegacyMirrorMigration::Run(top_, *files_, adapter_, stamp_, state_);

@@ -1,5 +1,6 @@
-// Synchronises a handheld's contacts with a vdir collection,
-// DIR/contacts/, one vCard 4.0 file per contact named after its UID, under
+// Synchronises one data type of a handheld with a vdir collection (contacts
+// in DIR/contacts/, one vCard 4.0 file per contact named after its UID;
+// appointments and tasks in DIR/calendar/ and DIR/tasks/), under
 // a contract of the handheld's change tracking. The parts by job:
 // HandheldChangeReader and DirectoryScanner find what each side changed
 // since the last run, SyncReconciler (with ConflictResolver) plans what to
@@ -88,6 +89,12 @@ struct SyncOptions {
   // Called after every batch and before each look for late changes
   // ("confirming"); may be empty.
   std::function<void(const SyncProgress&)> on_progress;
+  // The data type and collection to sync; null: contacts. Must outlive the
+  // engine.
+  const SyncAdapter* adapter = nullptr;
+  // Stored in the state as the zone of the calendar files ("" keeps the
+  // stored one).
+  std::string time_zone;
 };
 
 class SyncEngine {
@@ -99,7 +106,7 @@ class SyncEngine {
   // Most rounds of asking for late changes before the mark moves.
   static constexpr int kLateRounds = 20;
 
-  // Works with `client` on the contacts of its handheld and the mirror
+  // Works with `client` on one data type of its handheld and the mirror
   // `dir`. `counter`, when given, is the stream under `client`; its read
   // count gives the summary's bytes. All must outlive the engine.
   SyncEngine(HandheldClient& client, MirrorDirectory& dir, SyncOptions options,
@@ -118,6 +125,12 @@ class SyncEngine {
   // path in hexadecimal.
   static std::string DefaultPartnerName(std::string_view host,
                                         std::string_view absolute_dir);
+  // The handheld's contract of `partner` for one collection. A contract
+  // holds one mark while each data type's change log counts on its own,
+  // so each type has a contract of its own: contacts the partner name
+  // itself, the others "PARTNER/COLLECTION" ("PARTNER/calendar").
+  static std::string ContractName(std::string_view partner,
+                                  std::string_view collection);
 
  private:
   Status Prepare(const std::optional<SyncState>& state);
@@ -143,7 +156,8 @@ class SyncEngine {
   MirrorDirectory& top_;
   SyncOptions options_;
   const SyncCountingStream* counter_;
-  ContactSyncAdapter adapter_;
+  ContactSyncAdapter contacts_;
+  const SyncAdapter& adapter_;
   std::unique_ptr<MirrorDirectory> files_;
   std::unique_ptr<HandheldChangeReader> reader_;
   std::unique_ptr<ConflictResolver> resolver_;

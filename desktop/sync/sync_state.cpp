@@ -104,6 +104,7 @@ Result<SyncState> SyncState::Parse(std::string_view text) {
   state.last_run = StringMember(*json, "last_run");
   state.last_run_kind = StringMember(*json, "last_run_kind");
   state.last_run_epoch = NumberMember<std::int64_t>(*json, "last_run_epoch");
+  state.time_zone = StringMember(*json, "time_zone");
   auto collections = json->find("collections");
   if (collections != json->end() && collections->is_object()) {
     for (const auto& [name, value] : collections->items()) {
@@ -126,6 +127,7 @@ std::string SyncState::Serialize() const {
   out["last_run"] = last_run;
   out["last_run_kind"] = last_run_kind;
   out["last_run_epoch"] = last_run_epoch;
+  if (!time_zone.empty()) out["time_zone"] = time_zone;
   Json collections = Json::object();
   for (const auto& [name, collection] : this->collections) {
     collections[name] = SerializeCollection(collection);

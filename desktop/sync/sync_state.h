@@ -3,6 +3,7 @@
 //   {"format": 2, "partner": "...", "machine_id": "...",
 //    "full_mirror_pending": false, "last_run": "2024-05-01T10:00:00Z",
 //    "last_run_kind": "incremental", "last_run_epoch": 1714557600,
+//    "time_zone": "Europe/Berlin",
 //    "collections": {"contacts": {
 //      "items": [{"uid": "urn:uuid:...", "oid": 12, "file": "x.vcf",
 //                 "file_hash": "...", "file_size": 310, "file_mtime": ns,
@@ -16,6 +17,8 @@
 //             set before a full comparison starts and cleared when it
 //             finished; a run that finds it set compares everything again
 // last_run    when the last run finished (UTC text and seconds since 1970)
+// time_zone   the zone the calendar and tasks files were written in (only
+//             when there is one): later runs without --tz use it
 // items       per collection, the pairing of UID, object id and file, with
 //             hashes of the file as the last run left it and of the
 //             handheld's content as it last saw it (what tells each side's
@@ -79,6 +82,9 @@ class SyncState {
   std::string last_run;
   std::string last_run_kind;
   std::int64_t last_run_epoch = 0;
+  // The handheld's time zone of its appointments and tasks (an IANA name
+  // from `vorn --tz`); empty for floating times.
+  std::string time_zone;
   std::map<std::string, CollectionState> collections;
   // Read from a format 1 file: the directory still has the old layout.
   bool legacy = false;
