@@ -57,6 +57,25 @@ TEST(VornNotesTest, GetReadsANoteWrittenOnTheHandheld) {
                                 "\"text\": \"milk\\nbread\"\n  }\n]\n");
 }
 
+TEST(VornNotesTest, GetSaysWhenTheHandheldLeavesTheTextOut) {
+  TempDir dir;
+  std::string image = NewImage(dir);
+  // 80 000 characters: more than the handheld puts in one reply.
+  std::string text;
+  for (int line = 0; line < 80; ++line) {
+    for (int i = 0; i < 100; ++i) text += "abcdefghij";
+    text += "\n";
+  }
+  const std::string file = dir.path("big.txt");
+  std::ofstream(file, std::ios::binary) << text;
+  const std::string oid = AddOnHandheld(image, "Big", "@" + file);
+  auto got = RunProgram({"vorn", "--image", image, "get", "notes", oid});
+  EXPECT_EQ(got.exitCode, 0) << got.err;
+  EXPECT_EQ(got.outText(), "");
+  EXPECT_EQ(got.err,
+            "vorn: note " + oid + ": the handheld left out the text\n");
+}
+
 TEST(VornNotesTest, PutTextFileThenReadItBack) {
   TempDir dir;
   std::string image = NewImage(dir);
