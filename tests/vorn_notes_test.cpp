@@ -121,3 +121,30 @@ TEST(VornNotesTest, ExportWritesEveryNoteAsText) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(VornNotesTest, SyncMirrorsNotesIntoTheNotesDirectory) {
+  TempDir dir;
+  std::string image = NewImage(dir);
+  AddOnHandheld(image, kGreek, kCyrillic + "\nzwei");
+  const std::string mirror = dir.path("mirror");
+  auto first = RunProgram({"vorn", "--image", image, "sync", mirror});
+  ASSERT_EQ(first.exitCode, 0) << first.err;
+  EXPECT_EQ(ReadFile(mirror + "/notes/" + kGreek + ".txt"),
+            kCyrillic + "\nzwei");
+  EXPECT_NE(first.outText().find("notes in " + mirror +
+                                 "/notes/: written 1, unchanged 0, removed 0"),
+            std::string::npos)
+      << first.outText();
+
+  // Gone from the handheld, gone from the mirror.
+  auto removed = RunProgram(
+      {"vorn-device", "fs", image, "rm", "\\My Documents\\" + kGreek + ".pwi"});
+  ASSERT_EQ(removed.exitCode, 0) << removed.err;
+  auto second = RunProgram({"vorn", "--image", image, "sync", mirror});
+  ASSERT_EQ(second.exitCode, 0) << second.err;
+  EXPECT_FALSE(std::filesystem::exists(mirror + "/notes/" + kGreek + ".txt"));
+}
+
+}  // namespace

@@ -9,6 +9,7 @@
 #include "cli/vorn/session.h"
 #include "desktop/base/utf16.h"
 #include "desktop/formats/json_text.h"
+#include "desktop/sync/note_mirror.h"
 
 namespace vorn_cli {
 
@@ -91,14 +92,7 @@ desktop::Result<NoteExport> FetchNotes(desktop::HandheldClient& client) {
 }
 
 std::string NoteFileName(const desktop::Note& note) {
-  std::string title = desktop::Utf16ToUtf8(note.title);
-  if (title.empty() || title == "." || title == "..") {
-    return "Note " + std::to_string(note.oid.value_or(0)) + ".txt";
-  }
-  for (char& c : title) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == '/' || c == '\\') c = '_';
-  }
-  return title + ".txt";
+  return desktop::NoteMirror::FileName(note);
 }
 
 NoteFiles WriteNoteFiles(const std::string& dir,
