@@ -1,5 +1,5 @@
 // vorn export DIR: every contact as one vCard file, every appointment and
-// task as one iCalendar file.
+// task as one iCalendar file, every note as TITLE.txt.
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -9,6 +9,7 @@
 
 #include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
+#include "cli/vorn/note_commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/base/utf16.h"
 #include "desktop/formats/contact.h"
@@ -67,6 +68,8 @@ int RunExport(const CommandLine& line, const std::string& dir) {
   if (!batch.ok()) return Fail(batch.status().message());
   auto calendar = FetchCalendar(client);
   if (!calendar.ok()) return Fail(calendar.status().message());
+  auto notes = FetchNotes(client);
+  if (!notes.ok()) return Fail(notes.status().message());
   // Cards carry the same UIDs as those `vorn sync` writes.
   auto machine = client.GetMachineId();
   if (!machine.ok()) return Fail(machine.status().message());
@@ -103,6 +106,8 @@ int RunExport(const CommandLine& line, const std::string& dir) {
   failed += batch->missing.size();
   CalendarFiles items = WriteCalendarFiles(dir, *calendar, *zone);
   failed += items.failed;
+  NoteFiles noteFiles = WriteNoteFiles(dir, notes->notes);
+  failed += notes->failed + noteFiles.failed;
   if (line.json) {
     desktop::Json out = desktop::Json::object();
     out["directory"] = dir;
@@ -112,6 +117,7 @@ int RunExport(const CommandLine& line, const std::string& dir) {
     out["bytes"] = bytes + items.bytes;
     out["appointments"] = items.appointments;
     out["tasks"] = items.tasks;
+    out["notes"] = noteFiles.written;
     std::printf("%s\n", desktop::JsonText::Write(out).c_str());
   } else {
     std::printf("exported %zu contact%s to %s (%llu bytes", written,
@@ -126,6 +132,11 @@ int RunExport(const CommandLine& line, const std::string& dir) {
           items.appointments, items.appointments == 1 ? "" : "s", items.tasks,
           items.tasks == 1 ? "" : "s",
           static_cast<unsigned long long>(items.bytes));
+    }
+    if (noteFiles.written > 0) {
+      std::printf("exported %zu note%s as .txt (%llu bytes)\n",
+                  noteFiles.written, noteFiles.written == 1 ? "" : "s",
+                  static_cast<unsigned long long>(noteFiles.bytes));
     }
     if (failed)
       std::printf("%zu record%s could not be exported\n", failed,

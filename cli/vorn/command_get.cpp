@@ -7,6 +7,7 @@
 #include "desktop/base/utf16.h"
 #include "desktop/formats/contact.h"
 #include "desktop/formats/contact_json.h"
+#include "desktop/formats/note.h"
 #include "desktop/formats/vcard.h"
 #include "desktop/wire/request_builder.h"
 
@@ -61,10 +62,56 @@ int GetRaw(const CommandLine& line, protocol::DataType type,
   return 0;
 }
 
+// Notes: the text of each, LF line ends, then an empty line between notes;
+// with --json an array of {oid, title, text}. What the handheld left out of
+// a record is said on standard error.
+int GetNotes(const CommandLine& line, const std::vector<std::uint32_t>& oids) {
+  auto session = Session::Open(line);
+  if (!session.ok()) return Fail(session.status().message());
+  auto batch = (*session)->client().GetRecords(
+      protocol::DataType::kInkNotes, oids, desktop::Note::PropertyKindOf);
+  if (!batch.ok()) return Fail(batch.status().message());
+  if (auto s = (*session)->Finish(); !s.ok()) return Fail(s.message());
+
+  desktop::Json out = desktop::Json::array();
+  int status = 0;
+  bool first = true;
+  for (const desktop::WireRecord& record : batch->records) {
+    auto note = desktop::Note::FromWireRecord(record);
+    if (!note.ok()) {
+      status = Fail(note.status().message());
+      continue;
+    }
+    if (std::string skipped = note->Skipped(); !skipped.empty()) {
+      std::fprintf(stderr, "vorn: note %u: the handheld left out %s\n",
+                   record.oid, skipped.c_str());
+    }
+    const std::string text = desktop::Utf16ToUtf8(note->TextWithNewlines());
+    if (line.json) {
+      desktop::Json item = desktop::Json::object();
+      item["oid"] = record.oid;
+      item["title"] = desktop::Utf16ToUtf8(note->title);
+      item["text"] = text;
+      out.push_back(std::move(item));
+    } else {
+      if (!first) std::fputs("\n", stdout);
+      std::fputs(text.c_str(), stdout);
+      if (!text.empty() && !text.ends_with('\n')) std::fputs("\n", stdout);
+    }
+    first = false;
+  }
+  if (line.json) std::printf("%s\n", desktop::JsonText::Write(out).c_str());
+  for (std::uint32_t oid : batch->missing) {
+    status = Fail("the handheld has no note " + std::to_string(oid));
+  }
+  return status;
+}
+
 }  // namespace
 
 int RunGet(const CommandLine& line, protocol::DataType type,
            const std::vector<std::uint32_t>& oids, bool vcard) {
+  if (type == protocol::DataType::kInkNotes) return GetNotes(line, oids);
   if (type != protocol::DataType::kContacts) {
     return GetRaw(line, type, oids);
   }

@@ -1,5 +1,5 @@
 // vorn put FILE: add or update contacts from a JSON or vCard file;
-// appointments and tasks go on to RunPutCalendar.
+// appointments and tasks go on to RunPutCalendar, .txt notes to RunPutNote.
 #include <cctype>
 #include <cstdio>
 #include <fstream>
@@ -9,6 +9,7 @@
 
 #include "cli/vorn/calendar_commands.h"
 #include "cli/vorn/commands.h"
+#include "cli/vorn/note_commands.h"
 #include "cli/vorn/session.h"
 #include "desktop/formats/contact.h"
 #include "desktop/formats/contact_json.h"
@@ -35,6 +36,7 @@ int RunPut(const CommandLine& line, const std::string& path) {
   if (IsCalendarFile(path, text.str())) {
     return RunPutCalendar(line, path, text.str());
   }
+  if (IsNoteFile(path)) return RunPutNote(line, path, text.str());
   auto contacts = EndsWithVcf(path)
                       ? desktop::VCard::Parse(text.str())
                       : desktop::ContactJson::ParseDocument(text.str());

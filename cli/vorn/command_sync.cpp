@@ -1,5 +1,6 @@
 // vorn sync DIR: mirrors the handheld's contacts, appointments and tasks
-// into DIR/contacts/, DIR/calendar/ and DIR/tasks/.
+// into DIR/contacts/, DIR/calendar/ and DIR/tasks/, both ways, and its notes
+// one way into DIR/notes/.
 #include <unistd.h>
 
 #include <climits>
@@ -8,10 +9,12 @@
 #include <memory>
 
 #include "cli/vorn/commands.h"
+#include "cli/vorn/note_commands.h"
 #include "desktop/formats/ical_zone.h"
 #include "desktop/formats/json_text.h"
 #include "desktop/sync/calendar_sync_adapter.h"
 #include "desktop/sync/mirror_directory.h"
+#include "desktop/sync/note_mirror.h"
 #include "desktop/sync/sync_contract_registry.h"
 #include "desktop/sync/sync_engine.h"
 #include "desktop/transport/child_process_stream.h"
@@ -179,6 +182,15 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
     (void)counted.Close();
     return Fail(summary.status().message());
   }
+  desktop::NoteMirrorSummary noteFiles;
+  if (auto notes = FetchNotes(client); !notes.ok()) {
+    Fail("notes not mirrored: " + notes.status().message());
+  } else if (auto mirrored = desktop::NoteMirror::Update(path, notes->notes);
+             !mirrored.ok()) {
+    Fail("notes not mirrored: " + mirrored.status().message());
+  } else {
+    noteFiles = *mirrored;
+  }
   desktop::Status ended = client.EndSession();
   desktop::Status closed = counted.Close();
   if (!ended.ok()) return Fail(ended.message());
@@ -232,6 +244,12 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
       std::printf("%s\n", conflict.c_str());
     }
     for (const std::string& note : s.notes) std::printf("%s\n", note.c_str());
+    if (noteFiles.written + noteFiles.unchanged + noteFiles.removed > 0) {
+      std::printf(
+          "notes in %s/notes/: written %zu, unchanged %zu, removed %zu\n",
+          path.c_str(), noteFiles.written, noteFiles.unchanged,
+          noteFiles.removed);
+    }
   }
   return 0;
 }

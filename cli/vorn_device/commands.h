@@ -25,6 +25,7 @@ void DefineDump(CLI::App& app, Work& work);
 void DefineChangelog(CLI::App& app, Work& work);
 void DefinePim(CLI::App& app, Work& work);
 void DefinePassword(CLI::App& app, Work& work);
+void DefineNotes(CLI::App& app, Work& work);
 
 }  // namespace cli
 
