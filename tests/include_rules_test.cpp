@@ -154,7 +154,11 @@ std::string Check(const Include& include) {
     if (top != wall.first) continue;
     for (const auto& folder : wall.second) {
       if (StartsWithFolder(include.header, folder)) {
-        return top + "/ never includes " + folder + "/";
+        std::string why = top;
+        why += "/ never includes ";
+        why += folder;
+        why += "/";
+        return why;
       }
     }
   }
@@ -172,7 +176,11 @@ std::string Check(const Include& include) {
       }
     }
   }
-  return from + "/ may not include " + to + "/";
+  std::string why = from;
+  why += "/ may not include ";
+  why += to;
+  why += "/";
+  return why;
 }
 
 TEST(IncludeRulesTest, EveryIncludeFollowsTheArrows) {
