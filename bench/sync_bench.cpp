@@ -14,9 +14,6 @@
 // directory rewritten as a user's address book would) and a two-way run.
 //
 // Prints a table and, as the last line of standard output, one JSON object.
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -27,17 +24,13 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "bench/support/bench_handheld.h"
+#include "bench/support/mirror_run.h"
 #include "bench/support/stage_benchmarks.h"
 #include "desktop/formats/json_text.h"
-#include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/sync_engine.h"
-#include "desktop/transport/sync_counting_stream.h"
-#include "desktop/transport/tcp_stream.h"
-#include "desktop/wire/handheld_client.h"
 #include "device/device.h"
 
 namespace {
@@ -46,6 +39,10 @@ using bench::Clock;
 using bench::Die;
 using bench::Handheld;
 using bench::Listener;
+using bench::MedianOfThree;
+using bench::Mirror;
+using bench::RawLoopback;
+using bench::Run;
 using bench::Since;
 
 constexpr std::uint32_t kFirstFull = 50'000;
@@ -54,64 +51,6 @@ constexpr std::uint32_t kCatchUpStep = 40'000;
 // measure what a durable commit costs.
 constexpr std::uint32_t kPushCount = 10'000;
 constexpr std::uint32_t kCommitPackets = 200;
-
-struct Run {
-  desktop::SyncSummary summary;
-  double seconds = 0;  // connect to end of session
-};
-
-Run Mirror(Handheld& handheld, const Listener& listener,
-           const std::string& dir) {
-  std::thread server = handheld.Serve(listener);
-  auto start = Clock::now();
-  auto tcp = desktop::TcpStream::Connect(listener.address());
-  if (!tcp.ok()) Die(tcp.status().message());
-  desktop::SyncCountingStream counted(**tcp);
-  desktop::HandheldClient client(counted);
-  auto mirror = desktop::MirrorDirectory::Open(dir);
-  if (!mirror.ok()) Die(mirror.status().message());
-  desktop::SyncOptions options;
-  options.partner = "sync-bench";
-  desktop::SyncEngine engine(client, **mirror, options, &counted);
-  auto summary = engine.Run();
-  if (!summary.ok()) Die(summary.status().message());
-  if (auto s = client.EndSession(); !s.ok()) Die(s.message());
-  (void)counted.Close();
-  Run run{*summary, Since(start)};
-  server.join();
-  return run;
-}
-
-// Pushes `bytes` through a loopback socket; returns MB/s.
-double RawLoopback(const Listener& listener, std::uint64_t bytes) {
-  std::thread sender([&] {
-    int fd = listener.Accept();
-    std::vector<std::uint8_t> chunk(std::size_t{64} * 1024, 0x5A);
-    std::uint64_t left = bytes;
-    while (left > 0) {
-      std::size_t n =
-          static_cast<std::size_t>(std::min<std::uint64_t>(left, chunk.size()));
-      ssize_t sent = send(fd, chunk.data(), n, MSG_NOSIGNAL);
-      if (sent <= 0) break;
-      left -= static_cast<std::uint64_t>(sent);
-    }
-    close(fd);
-  });
-  auto start = Clock::now();
-  auto tcp = desktop::TcpStream::Connect(listener.address());
-  if (!tcp.ok()) Die(tcp.status().message());
-  std::vector<std::uint8_t> buffer(std::size_t{64} * 1024);
-  std::uint64_t got = 0;
-  while (got < bytes) {
-    auto n = (*tcp)->ReadSome(buffer.data(), buffer.size());
-    if (!n.ok() || *n == 0) break;
-    got += *n;
-  }
-  double seconds = Since(start);
-  sender.join();
-  (void)(*tcp)->Close();
-  return static_cast<double>(got) / 1e6 / seconds;
-}
 
 struct SizeResult {
   std::uint32_t size = 0;
@@ -152,24 +91,6 @@ void EditDirectory(const std::string& contacts, std::uint32_t edits,
     std::ofstream(temporary, std::ios::binary) << text;
     std::filesystem::rename(temporary, card);
   }
-}
-
-// The median of three runs, each after `edit` made fresh changes.
-template <typename EditFn>
-Run MedianOfThree(Handheld& handheld, const Listener& listener,
-                  const std::string& dir, EditFn edit) {
-  std::vector<Run> rounds;
-  for (int round = 0; round < 3; ++round) {
-    edit();
-    // The host's write-back of earlier phases is flushed first, so it is not
-    // billed to the run being measured.
-    ::sync();
-    rounds.push_back(Mirror(handheld, listener, dir));
-    if (rounds.back().summary.full) Die("the incremental run was full");
-  }
-  std::sort(rounds.begin(), rounds.end(),
-            [](const Run& a, const Run& b) { return a.seconds < b.seconds; });
-  return rounds[1];
 }
 
 // Temporary directories, removed at exit: removing thousands of files

@@ -151,27 +151,39 @@ std::string NewImage(const std::string& dir, const std::string& name) {
 
 }  // namespace
 
+RecordKind ContactKind() {
+  return {DataType::kContacts, desktop::Contact::PropertyKindOf,
+          [](const desktop::WireRecord& record) {
+            auto contact = desktop::Contact::FromWireRecord(record);
+            if (!contact.ok()) Die(contact.status().message());
+            return desktop::VCard::Write(*contact);
+          }};
+}
+
 FetchRecording RecordFetch(Handheld& handheld, const Listener& listener,
                            std::size_t chunk) {
+  return RecordFetch(handheld, listener, chunk, ContactKind(), handheld.oids());
+}
+
+FetchRecording RecordFetch(Handheld& handheld, const Listener& listener,
+                           std::size_t chunk, const RecordKind& kind,
+                           std::span<const CEOID> oids) {
   FetchRecording fetch;
+  fetch.kind = kind;
   std::thread server = handheld.Serve(listener);
   auto tcp = desktop::TcpStream::Connect(listener.address());
   if (!tcp.ok()) Die(tcp.status().message());
   RecordingStream recording(**tcp, fetch);
   desktop::HandheldClient client(recording);
-  std::span<const CEOID> oids = handheld.oids();
   for (std::size_t start = 0; start < oids.size(); start += chunk) {
     std::span<const CEOID> ask =
         oids.subspan(start, std::min(chunk, oids.size() - start));
     fetch.chunks.emplace_back(ask.begin(), ask.end());
-    auto batch = client.GetRecords(DataType::kContacts, fetch.chunks.back(),
-                                   desktop::Contact::PropertyKindOf);
+    auto batch = client.GetRecords(kind.type, fetch.chunks.back(), kind.layout);
     if (!batch.ok()) Die(batch.status().message());
     for (const desktop::WireRecord& record : batch->records) {
-      auto contact = desktop::Contact::FromWireRecord(record);
-      if (!contact.ok()) Die(contact.status().message());
       fetch.oids.push_back(record.oid);
-      fetch.cards.push_back(desktop::VCard::Write(*contact));
+      fetch.cards.push_back(kind.render(record));
     }
   }
   if (auto s = client.EndSession(); !s.ok()) Die(s.message());
@@ -200,13 +212,10 @@ StageResult MeasureDecoding(const FetchRecording& fetch) {
   cards.reserve(fetch.cards.size());
   auto start = Clock::now();
   for (const std::vector<std::uint32_t>& chunk : fetch.chunks) {
-    auto batch = client.GetRecords(DataType::kContacts, chunk,
-                                   desktop::Contact::PropertyKindOf);
+    auto batch = client.GetRecords(fetch.kind.type, chunk, fetch.kind.layout);
     if (!batch.ok()) Die(batch.status().message());
     for (const desktop::WireRecord& record : batch->records) {
-      auto contact = desktop::Contact::FromWireRecord(record);
-      if (!contact.ok()) Die(contact.status().message());
-      cards.push_back(desktop::VCard::Write(*contact));
+      cards.push_back(fetch.kind.render(record));
     }
   }
   StageResult result{Since(start), cards.size()};

@@ -16,29 +16,49 @@
 #define VORN_BENCH_SUPPORT_STAGE_BENCHMARKS_H_
 
 #include <cstdint>
+#include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "bench/support/bench_handheld.h"
+#include "desktop/wire/wire_record.h"
+#include "protocol/wire.h"
 
 namespace bench {
 
+// A data type as the mirror fetches it: its records' layout and the file
+// text each record makes.
+struct RecordKind {
+  protocol::DataType type;
+  desktop::PropertyKindFn layout;
+  std::function<std::string(const desktop::WireRecord&)> render;
+};
+
+// Contacts, as vCard text.
+RecordKind ContactKind();
+
 // The GetRecords conversation of a full fetch, recorded once over a
 // loopback socket: the request frames sent (end of session included), the
-// reply frames received, the chunks of object ids asked for, and the cards
-// the records make.
+// reply frames received, the chunks of object ids asked for, and the file
+// text the records make.
 struct FetchRecording {
+  RecordKind kind;
   std::vector<std::uint8_t> requests;
   std::vector<std::uint8_t> replies;
   std::vector<std::vector<std::uint32_t>> chunks;
   std::vector<std::uint32_t> oids;  // of the records, in order
-  std::vector<std::string> cards;   // vCard text of each record
+  std::vector<std::string> cards;   // file text of each record
 };
 
 // Fetches every contact of `handheld` in chunks of `chunk` object ids, as
 // the sync engine does.
 FetchRecording RecordFetch(Handheld& handheld, const Listener& listener,
                            std::size_t chunk);
+// Fetches the records `oids` of the data type `kind`.
+FetchRecording RecordFetch(Handheld& handheld, const Listener& listener,
+                           std::size_t chunk, const RecordKind& kind,
+                           std::span<const CEOID> oids);
 
 struct StageResult {
   double seconds = 0;
@@ -53,8 +73,8 @@ struct StageResult {
 // recording.
 StageResult MeasureServing(Handheld& handheld, const FetchRecording& fetch);
 
-// Decodes the recorded replies from memory and writes each record as vCard
-// text; items are the cards made. Dies when a card differs from the one
+// Decodes the recorded replies from memory and renders each record as file
+// text; items are the texts made. Dies when one differs from the one
 // recorded.
 StageResult MeasureDecoding(const FetchRecording& fetch);
 

@@ -52,8 +52,12 @@ icaltimetype IcalZone::ToIcal(const TimeRecord& time, bool date_only) const {
 }
 
 TimeRecord IcalZone::FromIcal(icaltimetype time) const {
+  // A time already in this zone keeps its clock reading. The zone of a
+  // file's own VTIMEZONE of the same name counts as this zone: converting
+  // between the two would expand the file's definition year by year, for
+  // every file read, and give the same reading.
   if (!time.is_date && zone_ != nullptr &&
-      (time.zone != nullptr || icaltime_is_utc(time))) {
+      (time.zone != nullptr || icaltime_is_utc(time)) && !SameZone(time.zone)) {
     time = icaltime_convert_to_zone(time, zone_);
   }
   TimeRecord t = TimeRecord::FromDate(time.year, time.month, time.day);
@@ -77,6 +81,13 @@ icalcomponent* IcalZone::NewVtimezone() const {
 void IcalZone::Tag(icalproperty* property) const {
   if (zone_ == nullptr || utc()) return;
   icalproperty_add_parameter(property, icalparameter_new_tzid(name_.c_str()));
+}
+
+bool IcalZone::SameZone(const icaltimezone* other) const {
+  if (other == nullptr || zone_ == nullptr) return false;
+  if (other == zone_) return true;
+  const char* tzid = icaltimezone_get_tzid(const_cast<icaltimezone*>(other));
+  return tzid != nullptr && name_ == tzid;
 }
 
 icaltimezone* IcalZone::Resolve(icalcomponent* calendar, const char* tzid) {

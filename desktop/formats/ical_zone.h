@@ -43,6 +43,9 @@ class IcalZone {
   // An iCalendar time as a handheld time: converted into this zone when
   // both it and `time` have one, else its clock reading as it stands.
   TimeRecord FromIcal(icaltimetype time) const;
+  // Whether `other` is this zone, or a zone of a file's own VTIMEZONE
+  // whose TZID is this zone's name.
+  bool SameZone(const icaltimezone* other) const;
 
   // A new VTIMEZONE of this zone whose TZID is the zone's IANA name; the
   // caller owns it. Only for a zone that is neither floating nor UTC.

@@ -311,6 +311,35 @@ TEST(ICalendar, OtherProgramsWaysOfSayingTheSameAreRead) {
             "of a series not in the file");
 }
 
+// A file's own VTIMEZONE named like the handheld's zone stands for that
+// zone: its clock readings are kept as they are, even where its definition
+// is off (here by two hours). Another zone's times are converted into the
+// handheld's.
+TEST(ICalendar, TimesInTheHandheldsZoneKeepTheirReading) {
+  auto file = [](const char* tzid, const char* offset) {
+    return std::string("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:x\r\n") +
+           "BEGIN:VTIMEZONE\r\nTZID:" + tzid +
+           "\r\nBEGIN:STANDARD\r\nDTSTART:19700101T000000\r\n"
+           "TZOFFSETFROM:" +
+           offset + "\r\nTZOFFSETTO:" + offset +
+           "\r\nEND:STANDARD\r\nEND:VTIMEZONE\r\n"
+           "BEGIN:VEVENT\r\nUID:z1\r\nDTSTAMP:20260101T000000Z\r\n"
+           "DTSTART;TZID=" +
+           tzid + ":20260301T100000\r\nDTEND;TZID=" + tzid +
+           ":20260301T110000\r\nSUMMARY:Zoned\r\nEND:VEVENT\r\n"
+           "END:VCALENDAR\r\n";
+  };
+  IcalZone berlin = Zone("Europe/Berlin");
+  CalendarItems same = Read(file("Europe/Berlin", "+0300"), berlin);
+  ASSERT_EQ(same.appointments.size(), 1u);
+  EXPECT_EQ(same.appointments[0].start, At(2026, 3, 1, 10, 0));
+  EXPECT_EQ(same.appointments[0].end, At(2026, 3, 1, 11, 0));
+  // 10:00 at UTC-05:00 is 16:00 in Berlin (UTC+01:00 on 1 March).
+  CalendarItems other = Read(file("Elsewhere/Minus5", "-0500"), berlin);
+  ASSERT_EQ(other.appointments.size(), 1u);
+  EXPECT_EQ(other.appointments[0].start, At(2026, 3, 1, 16, 0));
+}
+
 TEST(ICalendar, NotICalendarIsAnError) {
   EXPECT_FALSE(ICalendarReader::Parse("hello", IcalZone()).ok());
   EXPECT_FALSE(
