@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The main job on the embedded default: builds Vorn, makes a demo handheld
 # from the sample contacts in data/contacts.json and the sample calendar in
-# data/calendar.ics, serves it on loopback and exports every contact as
-# vCard and every appointment and task as iCalendar with the desktop tool.
+# data/calendar.ics and the notes in data/notes/, serves it on loopback and
+# exports every contact as vCard, every appointment and task as iCalendar
+# and every note as text with the desktop tool.
 #
 #   scripts/demo.sh [OUT_DIR]      (default: out/demo)
 set -euo pipefail
@@ -30,6 +31,11 @@ echo "   $(wc -l <"$out/loaded.txt") sample contacts loaded from data/contacts.j
 echo "   $(grep -c appointment "$out/calendar.txt") appointments and" \
   "$(grep -c task "$out/calendar.txt") tasks loaded from data/calendar.ics"
 
+for note in data/notes/*.txt; do
+  "$bin/vorn" --image "$image" put "$note" >>"$out/notes.txt"
+done
+echo "   $(wc -l <"$out/notes.txt") ink notes written from data/notes/"
+
 echo "== serving it on loopback"
 "$bin/vorn-device" serve "$image" --listen 127.0.0.1:0 2>"$out/serve.log" &
 server=$!
@@ -43,12 +49,13 @@ done
 [[ -n $address ]] || { echo "the handheld did not start listening" >&2; exit 1; }
 echo "   listening on $address"
 
-echo "== exporting every contact, appointment and task"
+echo "== exporting every contact, appointment, task and note"
 "$bin/vorn" --device "$address" info
 "$bin/vorn" --device "$address" --tz Europe/Berlin export "$out/export"
 
 kill -INT "$server"
 wait "$server" || true
 trap - EXIT
-echo "== done: $(ls "$out/export"/*.vcf | wc -l) vCard and" \
-  "$(ls "$out/export"/*.ics | wc -l) iCalendar files in $out/export"
+echo "== done: $(ls "$out/export"/*.vcf | wc -l) vCard," \
+  "$(ls "$out/export"/*.ics | wc -l) iCalendar and" \
+  "$(ls "$out/export"/*.txt | wc -l) note files in $out/export"

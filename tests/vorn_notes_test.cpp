@@ -128,23 +128,81 @@ TEST(VornNotesTest, SyncMirrorsNotesIntoTheNotesDirectory) {
   TempDir dir;
   std::string image = NewImage(dir);
   AddOnHandheld(image, kGreek, kCyrillic + "\nzwei");
+  AddOnHandheld(image, "Other", "stays");
   const std::string mirror = dir.path("mirror");
   auto first = RunProgram({"vorn", "--image", image, "sync", mirror});
   ASSERT_EQ(first.exitCode, 0) << first.err;
   EXPECT_EQ(ReadFile(mirror + "/notes/" + kGreek + ".txt"),
             kCyrillic + "\nzwei");
-  EXPECT_NE(first.outText().find("notes in " + mirror +
-                                 "/notes/: written 1, unchanged 0, removed 0"),
+  EXPECT_NE(first.outText().find(
+                "notes in " + mirror +
+                "/notes/: written 2, unchanged 0, removed 0; to the handheld "
+                "added 0, changed 0, deleted 0"),
             std::string::npos)
       << first.outText();
 
-  // Gone from the handheld, gone from the mirror.
+  // Gone from the handheld, gone from the mirror (one of two notes: no
+  // --force needed).
   auto removed = RunProgram(
       {"vorn-device", "fs", image, "rm", "\\My Documents\\" + kGreek + ".pwi"});
   ASSERT_EQ(removed.exitCode, 0) << removed.err;
   auto second = RunProgram({"vorn", "--image", image, "sync", mirror});
   ASSERT_EQ(second.exitCode, 0) << second.err;
   EXPECT_FALSE(std::filesystem::exists(mirror + "/notes/" + kGreek + ".txt"));
+  EXPECT_EQ(ReadFile(mirror + "/notes/Other.txt"), "stays");
+}
+
+// The directory's edits reach the handheld: a changed file rewrites its
+// note, a new file makes a note, a removed file deletes its note; and an
+// edit on the handheld comes back.
+TEST(VornNotesTest, SyncCarriesTheDirectorysEditsToTheHandheld) {
+  TempDir dir;
+  std::string image = NewImage(dir);
+  AddOnHandheld(image, "Shopping", "milk");
+  AddOnHandheld(image, "Ideas", "one");
+  AddOnHandheld(image, "Old", "to go");
+  const std::string mirror = dir.path("mirror");
+  ASSERT_EQ(RunProgram({"vorn", "--image", image, "sync", mirror}).exitCode, 0);
+
+  std::ofstream(mirror + "/notes/Shopping.txt", std::ios::binary)
+      << "milk\n" + kGreek;
+  std::ofstream(mirror + "/notes/" + kCyrillic + ".txt", std::ios::binary)
+      << "new on the desktop";
+  std::filesystem::remove(mirror + "/notes/Old.txt");
+  auto second = RunProgram({"vorn", "--image", image, "sync", mirror});
+  ASSERT_EQ(second.exitCode, 0) << second.err;
+  EXPECT_NE(second.outText().find("to the handheld added 1, changed 1, "
+                                  "deleted 1"),
+            std::string::npos)
+      << second.outText();
+
+  auto listed = RunProgram({"vorn-device", "notes", image, "ls"});
+  ASSERT_EQ(listed.exitCode, 0) << listed.err;
+  EXPECT_NE(listed.outText().find("Shopping"), std::string::npos);
+  EXPECT_NE(listed.outText().find(kCyrillic), std::string::npos);
+  EXPECT_EQ(listed.outText().find("Old"), std::string::npos)
+      << listed.outText();
+  auto exported =
+      RunProgram({"vorn", "--image", image, "export", dir.path("out")});
+  ASSERT_EQ(exported.exitCode, 0) << exported.err;
+  EXPECT_EQ(ReadFile(dir.path("out") + "/Shopping.txt"), "milk\n" + kGreek);
+  EXPECT_EQ(ReadFile(dir.path("out") + "/" + kCyrillic + ".txt"),
+            "new on the desktop");
+
+  // Settled: the next run moves nothing; then a handheld edit comes back.
+  auto third = RunProgram({"vorn", "--image", image, "sync", mirror});
+  ASSERT_EQ(third.exitCode, 0) << third.err;
+  EXPECT_NE(third.outText().find("written 0, unchanged 3, removed 0; to the "
+                                 "handheld added 0, changed 0, deleted 0"),
+            std::string::npos)
+      << third.outText();
+  auto fs = RunProgram(
+      {"vorn-device", "fs", image, "rm", "\\My Documents\\Ideas.pwi"});
+  ASSERT_EQ(fs.exitCode, 0) << fs.err;
+  AddOnHandheld(image, "Ideas", "two");
+  auto fourth = RunProgram({"vorn", "--image", image, "sync", mirror});
+  ASSERT_EQ(fourth.exitCode, 0) << fourth.err;
+  EXPECT_EQ(ReadFile(mirror + "/notes/Ideas.txt"), "two");
 }
 
 }  // namespace

@@ -241,12 +241,16 @@ void DefineSyncCommands(CLI::App& app, const CommandLine& line,
   auto request = std::make_shared<SyncRequest>();
   CLI::App* sync = Command(
       app, "sync",
-      "keep DIR/ and the handheld's contacts, calendar and tasks in step",
+      "keep DIR/ and the handheld's contacts, calendar, tasks and notes in "
+      "step",
       "Synchronises the handheld's contacts with DIR (created if missing), a\n"
       "vdir collection: DIR/contacts/ holds one vCard 4.0 file per contact,\n"
       "named after its UID, and a displayname file. Appointments and tasks\n"
       "go the same way into DIR/calendar/ and DIR/tasks/, one iCalendar file\n"
       "each, times in the zone of --tz (kept in the state for later runs).\n"
+      "Ink notes go into DIR/notes/, one UTF-8 TITLE.txt file each, paired\n"
+      "by name (a new file makes a note titled after it), with their state\n"
+      "in DIR/.vorn-notes.json.\n"
       "A contact made on the\n"
       "handheld gets the UID urn:uuid:<name-based UUID of the handheld's\n"
       "machine id and its object id>; a card from elsewhere keeps its own.\n"

@@ -1,6 +1,6 @@
-// vorn sync DIR: mirrors the handheld's contacts, appointments and tasks
-// into DIR/contacts/, DIR/calendar/ and DIR/tasks/, both ways, and its notes
-// one way into DIR/notes/.
+// vorn sync DIR: mirrors the handheld's contacts, appointments, tasks and
+// notes into DIR/contacts/, DIR/calendar/, DIR/tasks/ and DIR/notes/, both
+// ways (--one-way: from the handheld only).
 #include <unistd.h>
 
 #include <climits>
@@ -15,6 +15,8 @@
 #include "desktop/sync/calendar_sync_adapter.h"
 #include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/note_mirror.h"
+#include "desktop/sync/note_sync.h"
+#include "desktop/sync/note_writer.h"
 #include "desktop/sync/sync_contract_registry.h"
 #include "desktop/sync/sync_engine.h"
 #include "desktop/transport/child_process_stream.h"
@@ -182,14 +184,29 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
     (void)counted.Close();
     return Fail(summary.status().message());
   }
-  desktop::NoteMirrorSummary noteFiles;
+  // Notes: one way by the one-way mirror, else both ways.
+  desktop::NoteSyncSummary noteFiles;
   if (auto notes = FetchNotes(client); !notes.ok()) {
     Fail("notes not mirrored: " + notes.status().message());
-  } else if (auto mirrored = desktop::NoteMirror::Update(path, notes->notes);
-             !mirrored.ok()) {
-    Fail("notes not mirrored: " + mirrored.status().message());
+  } else if (request.one_way) {
+    auto mirrored = desktop::NoteMirror::Update(path, notes->notes);
+    if (!mirrored.ok()) {
+      Fail("notes not mirrored: " + mirrored.status().message());
+    } else {
+      noteFiles.written = mirrored->written;
+      noteFiles.unchanged = mirrored->unchanged;
+      noteFiles.removed = mirrored->removed;
+    }
   } else {
-    noteFiles = *mirrored;
+    desktop::ClientNoteWriter writer(client);
+    auto synced = desktop::NoteSync::Run(
+        **dir, notes->notes, writer,
+        desktop::NoteSyncOptions{options.conflict, options.force});
+    if (!synced.ok()) {
+      Fail("notes not synced: " + synced.status().message());
+    } else {
+      noteFiles = std::move(*synced);
+    }
   }
   desktop::Status ended = client.EndSession();
   desktop::Status closed = counted.Close();
@@ -217,6 +234,15 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
     out["sent_deleted"] = s.sent_deleted;
     out["conflicts"] = s.conflicts;
     out["notes"] = s.notes;
+    desktop::Json notes = desktop::Json::object();
+    notes["written"] = noteFiles.written;
+    notes["unchanged"] = noteFiles.unchanged;
+    notes["removed"] = noteFiles.removed;
+    notes["sent_added"] = noteFiles.sent_added;
+    notes["sent_changed"] = noteFiles.sent_changed;
+    notes["sent_deleted"] = noteFiles.sent_deleted;
+    notes["conflicts"] = noteFiles.conflicts;
+    out["note_files"] = std::move(notes);
     out["records_fetched"] = s.records_fetched;
     out["bytes_received"] = s.bytes_received;
     out["seconds"] = s.seconds;
@@ -244,11 +270,20 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
       std::printf("%s\n", conflict.c_str());
     }
     for (const std::string& note : s.notes) std::printf("%s\n", note.c_str());
-    if (noteFiles.written + noteFiles.unchanged + noteFiles.removed > 0) {
-      std::printf(
-          "notes in %s/notes/: written %zu, unchanged %zu, removed %zu\n",
-          path.c_str(), noteFiles.written, noteFiles.unchanged,
-          noteFiles.removed);
+    const desktop::NoteSyncSummary& n = noteFiles;
+    if (n.written + n.unchanged + n.removed + n.sent_added + n.sent_changed +
+            n.sent_deleted >
+        0) {
+      std::printf("notes in %s/notes/: written %zu, unchanged %zu, removed %zu",
+                  path.c_str(), n.written, n.unchanged, n.removed);
+      if (!request.one_way) {
+        std::printf("; to the handheld added %zu, changed %zu, deleted %zu",
+                    n.sent_added, n.sent_changed, n.sent_deleted);
+      }
+      std::printf("\n");
+    }
+    for (const std::string& conflict : n.conflicts) {
+      std::printf("%s\n", conflict.c_str());
     }
   }
   return 0;
