@@ -156,23 +156,6 @@ SizeResult Measure(std::uint32_t size, std::uint32_t edits,
   return result;
 }
 
-std::vector<std::uint32_t> ParseSizes(const std::string& text) {
-  std::vector<std::uint32_t> sizes;
-  std::stringstream in(text);
-  std::string part;
-  while (std::getline(in, part, ',')) {
-    char* end = nullptr;
-    unsigned long value = std::strtoul(part.c_str(), &end, 10);
-    // One GetAllRecords reply lists at most 55,294 object ids.
-    if (part.empty() || *end != '\0' || value == 0 || value > 50'000) {
-      Die("bad size \"" + part + "\" (1 to 50000)");
-    }
-    sizes.push_back(static_cast<std::uint32_t>(value));
-  }
-  std::sort(sizes.begin(), sizes.end());
-  return sizes;
-}
-
 constexpr char kUsage[] =
     "usage: calendar_bench [--sizes N,N,...] [--edits K] [--quick]\n"
     "  --sizes  handheld sizes in appointments (default 1000,10000)\n"
@@ -192,7 +175,8 @@ int main(int argc, char** argv) {
       sizes = {500, 2000};
       edits = 10;
     } else if (arg == "--sizes" && i + 1 < argc) {
-      sizes = ParseSizes(argv[++i]);
+      // One GetAllRecords reply lists at most 55,294 object ids.
+      sizes = bench::ParseSizes(argv[++i], 50'000);
     } else if (arg == "--edits" && i + 1 < argc) {
       edits = static_cast<std::uint32_t>(std::strtoul(argv[++i], nullptr, 10));
       if (edits == 0) Die("--edits takes a number above 0");

@@ -154,22 +154,6 @@ SizeResult Measure(std::uint32_t size, std::uint32_t edits,
   return result;
 }
 
-std::vector<std::uint32_t> ParseSizes(const std::string& text) {
-  std::vector<std::uint32_t> sizes;
-  std::stringstream in(text);
-  std::string part;
-  while (std::getline(in, part, ',')) {
-    char* end = nullptr;
-    unsigned long value = std::strtoul(part.c_str(), &end, 10);
-    if (part.empty() || *end != '\0' || value == 0 || value > 1'000'000) {
-      Die("bad size \"" + part + "\"");
-    }
-    sizes.push_back(static_cast<std::uint32_t>(value));
-  }
-  std::sort(sizes.begin(), sizes.end());
-  return sizes;
-}
-
 constexpr char kUsage[] =
     "usage: sync_bench [--sizes N,N,...] [--edits K] [--quick]\n"
     "       sync_bench --repeat STAGE [--sizes N]\n"
@@ -234,7 +218,7 @@ int main(int argc, char** argv) {
       sizes = {1000, 5000};
       edits = 10;
     } else if (arg == "--sizes" && i + 1 < argc) {
-      sizes = ParseSizes(argv[++i]);
+      sizes = bench::ParseSizes(argv[++i], 1'000'000);
       sizes_given = true;
     } else if (arg == "--edits" && i + 1 < argc) {
       edits = static_cast<std::uint32_t>(std::strtoul(argv[++i], nullptr, 10));

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +26,23 @@ double Since(Clock::time_point start) {
 void Die(const std::string& message) {
   std::fprintf(stderr, "sync_bench: %s\n", message.c_str());
   std::exit(1);
+}
+
+std::vector<std::uint32_t> ParseSizes(const std::string& text,
+                                      std::uint32_t most) {
+  std::vector<std::uint32_t> sizes;
+  std::stringstream in(text);
+  std::string part;
+  while (std::getline(in, part, ',')) {
+    char* end = nullptr;
+    unsigned long value = std::strtoul(part.c_str(), &end, 10);
+    if (part.empty() || *end != '\0' || value == 0 || value > most) {
+      Die("bad size \"" + part + "\" (1 to " + std::to_string(most) + ")");
+    }
+    sizes.push_back(static_cast<std::uint32_t>(value));
+  }
+  std::sort(sizes.begin(), sizes.end());
+  return sizes;
 }
 
 std::string MakeTempDir(const std::string& root) {
@@ -90,25 +108,40 @@ void Handheld::AddContacts(std::uint32_t count) {
 }
 
 void Handheld::EditContacts(std::uint32_t edits, std::mt19937& random) {
-  Edit([&](device::OutlookApp& app) {
-    for (std::uint32_t i = 0; i < edits; ++i) {
-      if (i % 3 == 0 || oids_.empty()) {
-        oids_.push_back(Add(app, next_++));
-        continue;
-      }
-      std::size_t at = random() % oids_.size();
-      IDispatch* item = nullptr;
-      if (app.GetItemFromOid(static_cast<LONG>(oids_[at]), &item) < 0) {
-        Die("no contact " + std::to_string(oids_[at]));
-      }
-      auto* contact = platform::ItemAs<IContact>(item);
-      if (i % 3 == 1) {
+  EditItems(
+      oids_, edits, random,
+      [this](device::OutlookApp& app) { return Add(app, next_++); },
+      [](IDispatch* item, bool remove) {
+        auto* contact = platform::ItemAs<IContact>(item);
+        if (remove) {
+          if (contact->Delete() < 0) Die("delete failed");
+          return;
+        }
         contact->put_JobTitle(u"Changed in the benchmark");
         if (contact->Save() < 0) Die("save failed");
-      } else {
-        if (contact->Delete() < 0) Die("delete failed");
-        oids_[at] = oids_.back();
-        oids_.pop_back();
+      });
+}
+
+void Handheld::EditItems(
+    std::vector<CEOID>& oids, std::uint32_t edits, std::mt19937& random,
+    const std::function<CEOID(device::OutlookApp&)>& add,
+    const std::function<void(IDispatch*, bool remove)>& edit) {
+  Edit([&](device::OutlookApp& app) {
+    for (std::uint32_t i = 0; i < edits; ++i) {
+      if (i % 3 == 0 || oids.empty()) {
+        oids.push_back(add(app));
+        continue;
+      }
+      std::size_t at = random() % oids.size();
+      IDispatch* item = nullptr;
+      if (app.GetItemFromOid(static_cast<LONG>(oids[at]), &item) < 0) {
+        Die("no item " + std::to_string(oids[at]));
+      }
+      bool remove = i % 3 == 2;
+      edit(item, remove);
+      if (remove) {
+        oids[at] = oids.back();
+        oids.pop_back();
       }
       item->Release();
     }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -24,6 +25,10 @@ using Clock = std::chrono::steady_clock;
 double Since(Clock::time_point start);
 
 [[noreturn]] void Die(const std::string& message);
+
+// Handheld sizes from "N,N,...", sorted; dies on a size outside 1..`most`.
+std::vector<std::uint32_t> ParseSizes(const std::string& text,
+                                      std::uint32_t most);
 
 // A fresh directory under $TMPDIR, /dev/shm (memory) or /tmp, in that
 // order of preference; `root` overrides the choice.
@@ -75,6 +80,14 @@ class Handheld {
   void AddContacts(std::uint32_t count);
   // `edits` changes, a third each adds, changes and deletes.
   void EditContacts(std::uint32_t edits, std::mt19937& random);
+
+  // `edits` changes to the items `oids` in one transaction: every third
+  // adds an item with `add`, the others pick one at random and hand it to
+  // `edit`, which changes it or (`remove` true) deletes it.
+  void EditItems(std::vector<CEOID>& oids, std::uint32_t edits,
+                 std::mt19937& random,
+                 const std::function<CEOID(device::OutlookApp&)>& add,
+                 const std::function<void(IDispatch*, bool remove)>& edit);
 
   // Serves one conversation on a connection accepted from `listener`.
   std::thread Serve(const Listener& listener);

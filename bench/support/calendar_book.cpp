@@ -54,29 +54,18 @@ void CalendarBook::AddAppointments(std::uint32_t count) {
 }
 
 void CalendarBook::EditAppointments(std::uint32_t edits, std::mt19937& random) {
-  handheld_.Edit([&](device::OutlookApp& app) {
-    for (std::uint32_t i = 0; i < edits; ++i) {
-      if (i % 3 == 0 || oids_.empty()) {
-        oids_.push_back(Add(app, next_++));
-        continue;
-      }
-      std::size_t at = random() % oids_.size();
-      IDispatch* item = nullptr;
-      if (app.GetItemFromOid(static_cast<LONG>(oids_[at]), &item) < 0) {
-        Die("no appointment " + std::to_string(oids_[at]));
-      }
-      auto* appointment = platform::ItemAs<IAppointment>(item);
-      if (i % 3 == 1) {
+  handheld_.EditItems(
+      oids_, edits, random,
+      [this](device::OutlookApp& app) { return Add(app, next_++); },
+      [](IDispatch* item, bool remove) {
+        auto* appointment = platform::ItemAs<IAppointment>(item);
+        if (remove) {
+          if (appointment->Delete() < 0) Die("delete failed");
+          return;
+        }
         appointment->put_Location(u"Changed in the benchmark");
         if (appointment->Save() < 0) Die("save failed");
-      } else {
-        if (appointment->Delete() < 0) Die("delete failed");
-        oids_[at] = oids_.back();
-        oids_.pop_back();
-      }
-      item->Release();
-    }
-  });
+      });
 }
 
 CEOID CalendarBook::Add(device::OutlookApp& app, std::uint32_t n) {

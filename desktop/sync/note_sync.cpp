@@ -12,6 +12,7 @@
 #include "desktop/sync/content_hash.h"
 #include "desktop/sync/note_mirror.h"
 #include "desktop/sync/sync_changes.h"
+#include "desktop/sync/utc_stamp.h"
 
 namespace desktop {
 namespace {
@@ -60,15 +61,6 @@ std::u16string NoteText(const std::string& file) {
 
 std::string Stem(const std::string& name) {
   return name.substr(0, name.size() - (sizeof kTxt - 1));
-}
-
-std::string BasicUtc(std::int64_t seconds) {
-  std::time_t t = static_cast<std::time_t>(seconds);
-  std::tm utc{};
-  gmtime_r(&t, &utc);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc);
-  return text;
 }
 
 Result<State> LoadState(const MirrorDirectory& top, bool* found) {
@@ -217,7 +209,7 @@ Status NoteRun::CheckDeletions() const {
 
 Status NoteRun::KeepLosers() {
   std::unique_ptr<MirrorDirectory> conflicts;
-  const std::string stamp = BasicUtc(now_);
+  const std::string stamp = BasicUtcStamp(now_);
   for (const auto& [name, item] : items_) {
     bool handheld_changed = item.handheld.hash != item.agreed.value_or("");
     bool desktop_changed = item.desktop.hash != item.agreed.value_or("");

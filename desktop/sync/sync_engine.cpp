@@ -13,22 +13,13 @@
 #include "desktop/sync/directory_scanner.h"
 #include "desktop/sync/handheld_applier.h"
 #include "desktop/sync/legacy_mirror_migration.h"
+#include "desktop/sync/utc_stamp.h"
 
 namespace desktop {
 
 namespace {
 
 constexpr char kDisplayNameFile[] = "displayname";
-
-// "YYYYMMDDTHHMMSSZ", the form of REV and of conflict copy names.
-std::string BasicUtc(std::int64_t seconds) {
-  std::time_t t = static_cast<std::time_t>(seconds);
-  std::tm utc{};
-  gmtime_r(&t, &utc);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc);
-  return text;
-}
 
 }  // namespace
 
@@ -76,7 +67,7 @@ Result<SyncSummary> SyncEngine::Run() {
   auto started = std::chrono::steady_clock::now();
   std::uint64_t bytes_before = counter_ ? counter_->bytes_read() : 0;
   run_start_ = static_cast<std::int64_t>(std::time(nullptr));
-  stamp_ = BasicUtc(run_start_);
+  stamp_ = BasicUtcStamp(run_start_);
   summary_.two_way = options_.two_way;
 
   Result<std::u16string> machine = client_.GetMachineId();
