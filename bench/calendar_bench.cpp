@@ -22,9 +22,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -81,23 +79,12 @@ bench::RecordKind AppointmentKind() {
 // replaced through a rename as a calendar program would.
 void EditDirectory(const std::string& calendar, std::uint32_t edits,
                    std::mt19937& random) {
-  std::vector<std::filesystem::path> files;
-  for (const auto& entry : std::filesystem::directory_iterator(calendar)) {
-    if (entry.path().extension() == ".ics") files.push_back(entry.path());
-  }
-  if (files.empty()) Die("no iCalendar files in " + calendar);
-  for (std::uint32_t i = 0; i < edits; ++i) {
-    const std::filesystem::path& file = files[random() % files.size()];
-    std::ifstream in(file, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)),
-                     std::istreambuf_iterator<char>());
-    std::size_t at = text.find("\nSUMMARY:");
-    if (at == std::string::npos) Die("no summary in " + file.string());
-    text.insert(at + 9, "Edited " + std::to_string(i) + " ");
-    std::filesystem::path temporary = file.string() + ".edit";
-    std::ofstream(temporary, std::ios::binary) << text;
-    std::filesystem::rename(temporary, file);
-  }
+  bench::EditFiles(calendar, ".ics", edits, random,
+                   [](std::string& text, std::uint32_t i) {
+                     std::size_t at = text.find("\nSUMMARY:");
+                     if (at == std::string::npos) Die("no summary");
+                     text.insert(at + 9, "Edited " + std::to_string(i) + " ");
+                   });
 }
 
 SizeResult Measure(std::uint32_t size, std::uint32_t edits,

@@ -20,9 +20,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -73,24 +71,13 @@ struct SizeResult {
 // book program would: a new NOTE, the file replaced through a rename.
 void EditDirectory(const std::string& contacts, std::uint32_t edits,
                    std::mt19937& random) {
-  std::vector<std::filesystem::path> cards;
-  for (const auto& entry : std::filesystem::directory_iterator(contacts)) {
-    if (entry.path().extension() == ".vcf") cards.push_back(entry.path());
-  }
-  if (cards.empty()) Die("no cards in " + contacts);
-  for (std::uint32_t i = 0; i < edits; ++i) {
-    const std::filesystem::path& card = cards[random() % cards.size()];
-    std::ifstream in(card, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)),
-                     std::istreambuf_iterator<char>());
-    std::size_t end = text.find("END:VCARD");
-    if (end == std::string::npos) Die("not a card: " + card.string());
-    text.insert(end,
-                "NOTE:edited on the desktop " + std::to_string(i) + "\r\n");
-    std::filesystem::path temporary = card.string() + ".edit";
-    std::ofstream(temporary, std::ios::binary) << text;
-    std::filesystem::rename(temporary, card);
-  }
+  bench::EditFiles(
+      contacts, ".vcf", edits, random, [](std::string& text, std::uint32_t i) {
+        std::size_t end = text.find("END:VCARD");
+        if (end == std::string::npos) Die("not a card");
+        text.insert(end,
+                    "NOTE:edited on the desktop " + std::to_string(i) + "\r\n");
+      });
 }
 
 // Temporary directories, removed at exit: removing thousands of files

@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 #include <vector>
 
@@ -53,6 +56,27 @@ Run MedianOfThree(Handheld& handheld, const Listener& listener,
   std::sort(rounds.begin(), rounds.end(),
             [](const Run& a, const Run& b) { return a.seconds < b.seconds; });
   return rounds[1];
+}
+
+void EditFiles(
+    const std::string& dir, const std::string& extension, std::uint32_t edits,
+    std::mt19937& random,
+    const std::function<void(std::string& text, std::uint32_t i)>& edit) {
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+    if (entry.path().extension() == extension) files.push_back(entry.path());
+  }
+  if (files.empty()) Die("no " + extension + " files in " + dir);
+  for (std::uint32_t i = 0; i < edits; ++i) {
+    const std::filesystem::path& file = files[random() % files.size()];
+    std::ifstream in(file, std::ios::binary);
+    std::string text((std::istreambuf_iterator<char>(in)),
+                     std::istreambuf_iterator<char>());
+    edit(text, i);
+    std::filesystem::path temporary = file.string() + ".edit";
+    std::ofstream(temporary, std::ios::binary) << text;
+    std::filesystem::rename(temporary, file);
+  }
 }
 
 double RawLoopback(const Listener& listener, std::uint64_t bytes) {

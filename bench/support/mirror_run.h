@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <random>
 #include <string>
 
 #include "bench/support/bench_handheld.h"
@@ -28,6 +29,14 @@ Run Mirror(Handheld& handheld, const Listener& listener, const std::string& dir,
 Run MedianOfThree(Handheld& handheld, const Listener& listener,
                   const std::string& dir, const std::function<void()>& edit,
                   const desktop::SyncAdapter* adapter = nullptr);
+
+// Rewrites `edits` files of `dir` whose names end in `extension`, picked at
+// random, as a desktop program would: `edit` changes the text (the i-th
+// edit), then a temporary file replaces the file through a rename.
+void EditFiles(
+    const std::string& dir, const std::string& extension, std::uint32_t edits,
+    std::mt19937& random,
+    const std::function<void(std::string& text, std::uint32_t i)>& edit);
 
 // Pushes `bytes` through a loopback socket; returns MB/s.
 double RawLoopback(const Listener& listener, std::uint64_t bytes);
