@@ -191,6 +191,7 @@ void Device::EndConversation() {
   // The remote API server's invocation ends: what it left open goes.
   handles_.CloseAll();
   richInk_->DestroyAllWindows();
+  msgStoreLibrary_->EndConversation();
 }
 
 }  // namespace device

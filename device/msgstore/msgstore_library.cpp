@@ -123,6 +123,13 @@ void MsgStoreLibrary::Release(MsgStoreMessage* message) {
   records_.erase(it);
 }
 
+void MsgStoreLibrary::EndPendingHeaders(MsgStoreMessage* message) {
+  auto it = records_.find(message);
+  if (it != records_.end()) it->second->pendingHeaders.reset();
+}
+
+void MsgStoreLibrary::EndConversation() { records_.clear(); }
+
 LPWSTR MsgStoreLibrary::Keep(RecordState& state, const std::u16string& text) {
   state.texts.push_back(std::make_unique<std::u16string>(text));
   return state.texts.back()->data();
@@ -203,16 +210,16 @@ BOOL MsgStoreLibrary::AddMessage(HANDLE store, MsgStoreMessage* message) {
   DWORD* error = self.LastErrorOf(store);
   if (error == nullptr || message == nullptr) return FALSE;
   if (self.context_.faults.IsSet("msgstore-write-fails")) {
+    self.EndPendingHeaders(message);
     *error = ERROR_DISK_FULL;
     return FALSE;
   }
   Result<CEOID> added = self.store_.Add(self.FromRecord(message));
+  self.EndPendingHeaders(message);
   if (!added.ok()) {
     *error = ERROR_DISK_OPERATION_FAILED;
     return FALSE;
   }
-  auto it = self.records_.find(message);
-  if (it != self.records_.end()) it->second->pendingHeaders.reset();
   message->oid = *added;
   *error = 0;
   return TRUE;
@@ -224,6 +231,7 @@ BOOL MsgStoreLibrary::UpdateMessage(HANDLE store, MsgStoreMessage* message,
   DWORD* error = self.LastErrorOf(store);
   if (error == nullptr || message == nullptr) return FALSE;
   if (self.context_.faults.IsSet("msgstore-write-fails")) {
+    self.EndPendingHeaders(message);
     *error = ERROR_DISK_FULL;
     return FALSE;
   }
@@ -238,12 +246,12 @@ BOOL MsgStoreLibrary::UpdateMessage(HANDLE store, MsgStoreMessage* message,
   if (message->body == nullptr) updated.body = existing->body;
   updated.attachments = std::move(existing->attachments);
   updated.further = std::move(existing->further);
-  if (!self.store_.Update(updated).ok()) {
+  Status written = self.store_.Update(updated);
+  self.EndPendingHeaders(message);
+  if (!written.ok()) {
     *error = ERROR_DISK_OPERATION_FAILED;
     return FALSE;
   }
-  auto it = self.records_.find(message);
-  if (it != self.records_.end()) it->second->pendingHeaders.reset();
   *error = 0;
   return TRUE;
 }

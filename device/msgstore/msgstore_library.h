@@ -44,6 +44,9 @@ class MsgStoreLibrary {
   // for every name: the library exports by ordinal only).
   FARPROC Export(LPCWSTR name);
 
+  // The conversation's caller is gone: what it held is freed.
+  void EndConversation();
+
   // What the library still holds for callers' records (0 once everything
   // was freed).
   std::size_t LiveRecordCount() const { return records_.size(); }
@@ -54,6 +57,9 @@ class MsgStoreLibrary {
   static MsgStoreLibrary& Current();
   RecordState& StateOf(MsgStoreMessage* message);
   void Release(MsgStoreMessage* message);
+  // Header fields set for the record end with its add or update (whether
+  // that succeeded or not).
+  void EndPendingHeaders(MsgStoreMessage* message);
   LPWSTR Keep(RecordState& state, const std::u16string& text);
   // The header text of the record: the fields set since its last write, or
   // its header buffer.
