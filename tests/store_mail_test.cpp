@@ -10,6 +10,7 @@
 
 #include "device/device.h"
 #include "protocol/wire.h"
+#include "tests/support/in_process_handheld.h"
 #include "tests/support/packet_builder.h"
 #include "tests/support/program.h"
 
@@ -82,7 +83,7 @@ TEST_F(StoreMailConversationTest, AddListReadDelete) {
                    .U32(7)
                    .Str(u"See the file.")
                    .U32(8)
-                   .Str(u"1;11;minutes.txt21;\\Temp\\minutes-1.txt")
+                   .Str(u"1;11;minutes.txt19;\\Temp\\minutes-1.txt")
                    .packet();
   Bytes addB = PacketBuilder(2, kMail)
                    .U32(2)

@@ -90,15 +90,19 @@ std::optional<std::u16string> HeaderField(std::u16string_view headers,
 std::u16string WithHeaderField(std::u16string_view headers,
                                std::u16string_view name,
                                std::u16string_view value) {
-  std::u16string line(name);
-  line += u": ";
-  line += value;
   auto [start, end] = FindField(headers, name);
   std::u16string out(headers);
   if (start != std::u16string_view::npos) {
-    out.replace(start, end - start, line);
+    // The field keeps its place and the spelling of its name.
+    std::size_t colon = out.find(u':', start);
+    std::u16string replaced = u" ";
+    replaced += value;
+    out.replace(colon + 1, end - colon - 1, replaced);
     return out;
   }
+  std::u16string line(name);
+  line += u": ";
+  line += value;
   if (!out.empty() && !out.ends_with(u"\r\n")) out += u"\r\n";
   out += line;
   out += u"\r\n";

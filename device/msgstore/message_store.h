@@ -101,8 +101,8 @@ class MessageStore {
 // in a "Name: value\r\n" text; nullopt when the text lacks it.
 std::optional<std::u16string> HeaderField(std::u16string_view headers,
                                           std::u16string_view name);
-// `headers` with the field `name` set to `value` (replacing it in place when
-// present, else appended).
+// `headers` with the field `name` set to `value` (its value replaced in
+// place when present, the name's spelling kept; else appended).
 std::u16string WithHeaderField(std::u16string_view headers,
                                std::u16string_view name,
                                std::u16string_view value);

@@ -125,7 +125,9 @@ void MsgStoreLibrary::Release(MsgStoreMessage* message) {
 
 void MsgStoreLibrary::EndPendingHeaders(MsgStoreMessage* message) {
   auto it = records_.find(message);
-  if (it != records_.end()) it->second->pendingHeaders.reset();
+  if (it == records_.end()) return;
+  it->second->pendingHeaders.reset();
+  if (it->second->texts.empty()) records_.erase(it);
 }
 
 void MsgStoreLibrary::EndConversation() { records_.clear(); }

@@ -93,7 +93,7 @@ TEST(StoreMailApiTest, HeaderFields) {
   std::u16string headers = WithHeaderField(u"", u"To", u"x");
   headers = WithHeaderField(headers, u"Subject", u"s");
   headers = WithHeaderField(headers, u"to", u"y");
-  EXPECT_EQ(headers, u"to: y\r\nSubject: s\r\n");
+  EXPECT_EQ(headers, u"To: y\r\nSubject: s\r\n");
   EXPECT_EQ(HeaderField(headers, u"TO"), u"y");
   EXPECT_EQ(HeaderField(headers, u"Cc"), std::nullopt);
   EXPECT_EQ(HeaderField(u"Subject:tight", u"Subject"), u"tight");

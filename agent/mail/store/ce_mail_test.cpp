@@ -125,8 +125,12 @@ std::u16string WrittenList(int claimed, int count) {
   for (int i = 1; i <= count; ++i) {
     std::string name = "f" + std::to_string(i) + ".txt";
     std::string path = "\\tmp\\" + name;
-    text += std::to_string(name.size()) + ";" + name +
-            std::to_string(path.size()) + ";" + path;
+    text += std::to_string(name.size());
+    text += ";";
+    text += name;
+    text += std::to_string(path.size());
+    text += ";";
+    text += path;
   }
   return std::u16string(text.begin(), text.end());
 }
@@ -135,7 +139,10 @@ std::u16string EncodedList(int count) {
   std::string text;
   for (int i = 1; i <= count; ++i) {
     std::string name = "f" + std::to_string(i) + ".txt";
-    text += name + "\n\\tmp\\" + name + "\n";
+    text += name;
+    text += "\n\\tmp\\";
+    text += name;
+    text += "\n";
   }
   return std::u16string(text.begin(), text.end());
 }
