@@ -8,6 +8,9 @@
 #include "device/kernel/kernel.h"
 #include "device/kernel/ole_date.h"
 #include "device/kernel/time_zone.h"
+#include "device/msgstore/message_store.h"
+#include "device/msgstore/msgstore_library.h"
+#include "device/msgstore/store_mail.h"
 #include "device/objstore/object_store.h"
 #include "device/pim/change_log_writer.h"
 #include "device/registry/registry.h"
@@ -66,6 +69,16 @@ Device::Device(std::unique_ptr<DeviceImage> image)
   changeLog_ =
       std::make_unique<ChangeLogWriter>(context_, *objectStore_, *registry_);
   ChangeLogWriter* changeLog = changeLog_.get();
+  messageStore_ =
+      std::make_unique<MessageStore>(objectStore_->records(), *changeLog_);
+  msgStoreLibrary_ =
+      std::make_unique<MsgStoreLibrary>(context_, *messageStore_);
+  storeMail_ = std::make_unique<StoreMail>(context_, *messageStore_, *files_);
+  MsgStoreLibrary* library = msgStoreLibrary_.get();
+  kernel_->InstallModule(
+      u"msgstore.dll",
+      Kernel::Module{[library](LPCWSTR name) { return library->Export(name); },
+                     "msgstore-missing"});
   com_->SetChangeHook([changeLog](int itemType, CEOID oid, int kind) {
     changeLog->OnChange(itemType, oid, kind);
   });
@@ -178,6 +191,7 @@ void Device::EndConversation() {
   // The remote API server's invocation ends: what it left open goes.
   handles_.CloseAll();
   richInk_->DestroyAllWindows();
+  msgStoreLibrary_->EndConversation();
 }
 
 }  // namespace device

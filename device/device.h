@@ -24,6 +24,9 @@ class ObjectStore;
 class FileSystem;
 class RichInk;
 class ChangeLogWriter;
+class MessageStore;
+class MsgStoreLibrary;
+class StoreMail;
 
 struct InitOptions {
   // MAJOR.MINOR.BUILD of the handheld's operating system.
@@ -70,6 +73,11 @@ class Device {
   // The handheld's component that keeps the change logs of the object
   // model's items; every application object of the device reports to it.
   ChangeLogWriter& changeLog() { return *changeLog_; }
+  // The older message store ("\PMAILDB", "msgstore.dll") and the user's
+  // mail in it.
+  MessageStore& messageStore() { return *messageStore_; }
+  MsgStoreLibrary& msgStoreLibrary() { return *msgStoreLibrary_; }
+  StoreMail& storeMail() { return *storeMail_; }
 
   // Where message boxes are written (standard error unless changed).
   void SetMessageOutput(std::ostream* out);
@@ -95,6 +103,9 @@ class Device {
   std::unique_ptr<FileSystem> files_;
   std::unique_ptr<RichInk> richInk_;
   std::unique_ptr<ChangeLogWriter> changeLog_;
+  std::unique_ptr<MessageStore> messageStore_;
+  std::unique_ptr<MsgStoreLibrary> msgStoreLibrary_;
+  std::unique_ptr<StoreMail> storeMail_;
 };
 
 // Installs a device's services for the lifetime of this object and restores

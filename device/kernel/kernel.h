@@ -3,16 +3,19 @@
 //
 // The operating system version is the image's meta value "os"
 // (MAJOR.MINOR.BUILD) and the time zone its meta value "tz" (an IANA name
-// read from the host's zone data). The only module that can be loaded is
-// the object model server "pimstore.dll" (unless the fault
-// "pimstore-missing" is set); its one export is "DllRegisterServer".
+// read from the host's zone data). The modules that can be loaded are the
+// object model server "pimstore.dll" (unless the fault "pimstore-missing" is
+// set), whose one export is "DllRegisterServer", and the modules other
+// subsystems install (InstallModule).
 #ifndef VORN_DEVICE_KERNEL_KERNEL_H_
 #define VORN_DEVICE_KERNEL_KERNEL_H_
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "device/image/device_context.h"
 #include "device/kernel/time_zone.h"
@@ -43,6 +46,17 @@ class Kernel final : public platform::Kernel {
   static constexpr std::string_view kPimServerRegisteredMeta =
       "pim_server_registrations";
 
+  // A module another subsystem provides: `exports` answers GetProcAddressW
+  // for a name or an ordinal (OrdinalOf) with the export or null. Loading
+  // it fails with ERROR_MOD_NOT_FOUND while the fault `missingFault` is set
+  // (when one is given). `name` is matched without regard to ASCII case,
+  // with or without its extension and folder.
+  struct Module {
+    std::function<FARPROC(LPCWSTR)> exports;
+    std::string missingFault;
+  };
+  void InstallModule(std::u16string_view name, Module module);
+
   // SetLastError / GetLastError: the context's last error.
   // CloseHandle: FALSE + ERROR_INVALID_HANDLE for a handle that is not open.
   // GetVersionExW: FALSE + ERROR_INVALID_PARAMETER for a null pointer or a
@@ -52,7 +66,12 @@ class Kernel final : public platform::Kernel {
   // LoadLibraryW: NULL + ERROR_MOD_NOT_FOUND for any module but
   //   "pimstore.dll" (any case). GetProcAddressW: NULL + ERROR_INVALID_HANDLE
   //   for a handle that is not a loaded module, NULL + ERROR_PROC_NOT_FOUND
-  //   for a name other than "DllRegisterServer".
+  //   for a name other than "DllRegisterServer" (or one the installed
+  //   module does not export).
+  // HeapCreate: a private heap (fault "heap-create-fails": NULL +
+  //   ERROR_NOT_ENOUGH_MEMORY). HeapAlloc: NULL for an unknown heap or a
+  //   block over 16 MiB. HeapFree: FALSE + ERROR_INVALID_PARAMETER for a
+  //   block not of that heap. HeapDestroy frees every block of the heap.
 #define VORN_DECLARE_OVERRIDE(result, name, params, args) \
   result name params override;
   VORN_KERNEL_CALLS(VORN_DECLARE_OVERRIDE)
@@ -68,6 +87,7 @@ class Kernel final : public platform::Kernel {
   const TimeZone* CurrentZone();
 
   DeviceContext& context_;
+  std::map<std::u16string, Module> modules_;
   std::function<std::int64_t()> clock_;
   std::string zoneName_;
   std::optional<TimeZone> zone_;
