@@ -106,10 +106,13 @@ Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
     item.file_hash = ContentHash::Of(*text);
     // Kept properties that now find a free field (a fourth e-mail address
     // once the handheld has room) make the file hold more than the
-    // handheld: the next run sends it as a change of the file.
-    Result<DesktopItem> reread = adapter_.FromFile(*text);
-    if (reread.ok() && reread->canonical != pull.canonical) {
-      item.file_hash.clear();
+    // handheld: the next run sends it as a change of the file. A file
+    // written from the record alone keeps nothing else.
+    if (!old.empty()) {
+      Result<DesktopItem> reread = adapter_.FromFile(*text);
+      if (reread.ok() && reread->canonical != pull.canonical) {
+        item.file_hash.clear();
+      }
     }
     VORN_RETURN_IF_ERROR(files_.StageFile(file, *text));
     written.push_back(pull.uid);

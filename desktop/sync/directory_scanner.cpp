@@ -1,6 +1,8 @@
 #include "desktop/sync/directory_scanner.h"
 
-#include <map>
+#include <algorithm>
+#include <string_view>
+#include <unordered_map>
 
 #include "desktop/sync/content_hash.h"
 
@@ -42,7 +44,11 @@ Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
     gone.uid = item.uid;
     return std::optional<DesktopChange>(std::move(gone));
   }
-  const DirectoryEntry& e = **entry;
+  return Compare(item, **entry);
+}
+
+Result<std::optional<DesktopChange>> DirectoryScanner::Compare(
+    ItemState& item, const DirectoryEntry& e) {
   // An empty hash marks a file the engine knows to differ from the record.
   if (e.size == item.file_size && e.mtime == item.file_mtime &&
       e.mtime < trusted_before_ && !item.file_hash.empty()) {
@@ -64,15 +70,18 @@ Result<std::vector<DesktopChange>> DirectoryScanner::Scan() {
   Result<std::vector<DirectoryEntry>> entries =
       files_.List(adapter_.extension());
   if (!entries.ok()) return entries.status();
-  std::map<std::string, ItemState*> by_file;
-  for (auto& [uid, item] : state_.items) by_file[item.file] = &item;
+  // The state's items by file name; each entry found is taken out, so what
+  // is left at the end are the files that went.
+  std::unordered_map<std::string_view, ItemState*> by_file;
+  by_file.reserve(state_.items.size());
+  for (auto& [uid, item] : state_.items) by_file.emplace(item.file, &item);
   std::vector<DesktopChange> changes;
   for (const DirectoryEntry& entry : *entries) {
     auto known = by_file.find(entry.name);
     if (known != by_file.end()) {
       ItemState& item = *known->second;
       by_file.erase(known);
-      Result<std::optional<DesktopChange>> change = ScanItem(item);
+      Result<std::optional<DesktopChange>> change = Compare(item, entry);
       if (!change.ok()) return change.status();
       if (change->has_value()) changes.push_back(std::move(**change));
       continue;
@@ -84,12 +93,19 @@ Result<std::vector<DesktopChange>> DirectoryScanner::Scan() {
     (*added)->uid = (*added)->item.uid;
     changes.push_back(std::move(**added));
   }
-  for (const auto& [file, item] : by_file) {
-    DesktopChange gone;
-    gone.kind = SideChange::kDeleted;
-    gone.file = file;
-    gone.uid = item->uid;
-    changes.push_back(std::move(gone));
+  std::vector<const ItemState*> gone;
+  gone.reserve(by_file.size());
+  for (const auto& [file, item] : by_file) gone.push_back(item);
+  // In the order of the files' names, whatever the hash table's is.
+  std::sort(
+      gone.begin(), gone.end(),
+      [](const ItemState* a, const ItemState* b) { return a->file < b->file; });
+  for (const ItemState* item : gone) {
+    DesktopChange change;
+    change.kind = SideChange::kDeleted;
+    change.file = item->file;
+    change.uid = item->uid;
+    changes.push_back(std::move(change));
   }
   return changes;
 }

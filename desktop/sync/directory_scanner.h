@@ -40,6 +40,9 @@ class DirectoryScanner {
   Result<std::optional<DesktopChange>> ScanItem(ItemState& item);
 
  private:
+  // The change of `item`'s file, whose directory entry is `e`.
+  Result<std::optional<DesktopChange>> Compare(ItemState& item,
+                                               const DirectoryEntry& e);
   // Reads and parses `entry` (not when its hash is `known`'s); nullopt
   // (with a note) when it does not parse.
   Result<std::optional<DesktopChange>> Read(const DirectoryEntry& entry,

@@ -81,6 +81,7 @@ Status LegacyMirrorMigration::RemoveLeftovers(
     const CollectionState& collection) {
   Result<std::vector<DirectoryEntry>> cards = top.List(adapter.extension());
   if (!cards.ok()) return cards.status();
+  if (cards->empty()) return Status::Ok();
   std::set<std::uint32_t> migrated;
   for (const auto& [uid, item] : collection.items) migrated.insert(item.oid);
   bool any = false;
