@@ -27,6 +27,7 @@ Status DirectoryApplier::Recover(MirrorDirectory& files,
     if (!same && !item.file_hash.empty()) continue;
     item.file_size = same ? (*entry)->size : 0;
     item.file_mtime = same ? (*entry)->mtime : 0;
+    item.file_checked = same ? (*entry)->checked : 0;
     state.items[uid] = std::move(item);
   }
   state.pulled.clear();
@@ -51,6 +52,7 @@ Status DirectoryApplier::Commit(std::vector<std::string>& written) {
     if (entry->has_value()) {
       item.file_size = (*entry)->size;
       item.file_mtime = (*entry)->mtime;
+      item.file_checked = (*entry)->checked;
     }
   }
   written.clear();

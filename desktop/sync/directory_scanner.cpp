@@ -33,6 +33,15 @@ Result<std::optional<DesktopChange>> DirectoryScanner::Read(
   return std::optional<DesktopChange>(std::move(change));
 }
 
+bool DirectoryScanner::Trusted(const ItemState& item) const {
+  if (item.file_mtime < trusted_before_) return true;
+  // Stamps taken a tick of the file system's clock after the file was
+  // written cannot recur with other content. A time of whole seconds may
+  // come from a file system that keeps no fractions; it is not relied on.
+  return item.file_mtime < item.file_checked &&
+         item.file_mtime % 1'000'000'000 != 0;
+}
+
 Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
     ItemState& item) {
   Result<std::optional<DirectoryEntry>> entry = files_.Stat(item.file);
@@ -51,7 +60,7 @@ Result<std::optional<DesktopChange>> DirectoryScanner::Compare(
     ItemState& item, const DirectoryEntry& e) {
   // An empty hash marks a file the engine knows to differ from the record.
   if (e.size == item.file_size && e.mtime == item.file_mtime &&
-      e.mtime < trusted_before_ && !item.file_hash.empty()) {
+      !item.file_hash.empty() && Trusted(item)) {
     return std::optional<DesktopChange>();
   }
   Result<std::optional<DesktopChange>> change =
@@ -60,6 +69,7 @@ Result<std::optional<DesktopChange>> DirectoryScanner::Compare(
   if ((*change)->hash == item.file_hash) {
     item.file_size = e.size;
     item.file_mtime = e.mtime;
+    item.file_checked = e.checked;
     return std::optional<DesktopChange>();
   }
   (*change)->uid = item.uid;

@@ -66,6 +66,7 @@ Result<std::size_t> LegacyMirrorMigration::Run(
     if (entry->has_value()) {
       item.file_size = (*entry)->size;
       item.file_mtime = (*entry)->mtime;
+      item.file_checked = (*entry)->checked;
     }
   }
   // The new state first: a cut after it leaves old cards behind, which

@@ -326,6 +326,7 @@ Status SyncEngine::ApplyPlan(const SyncPlan& plan) {
     item.file_hash = d.hash;
     item.file_size = d.entry.size;
     item.file_mtime = d.entry.mtime;
+    item.file_checked = d.entry.checked;
     item.handheld_hash = h.hash;
   }
   DirectoryApplier directory(adapter_, top_, *files_, items, summary_, stamp_,

@@ -25,7 +25,8 @@
 //             hashes of the file as the last run left it and of the
 //             handheld's content as it last saw it (what tells each side's
 //             changes apart); size and mtime let a run skip rehashing files
-//             nobody touched
+//             nobody touched (file_checked, in the database, says when
+//             they were taken)
 // pending     handheld writes sent by a run that did not confirm them yet
 //             (journaled before sending): a record the handheld reports as
 //             new whose content hash equals a pending add's sent_hash is
@@ -61,6 +62,8 @@ struct ItemState {
   std::uint64_t file_size = 0;
   std::int64_t file_mtime = 0;  // nanoseconds
   std::string handheld_hash;
+  // DirectoryEntry::checked of the stamps (0: unknown; database only).
+  std::int64_t file_checked = 0;
   bool operator==(const ItemState&) const = default;
 };
 

@@ -21,13 +21,15 @@ constexpr char kSchema[] =
     " WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS items(collection TEXT, uid TEXT, oid INTEGER,"
     " file TEXT, file_hash TEXT, file_size INTEGER, file_mtime INTEGER,"
-    " handheld_hash TEXT, PRIMARY KEY(collection, uid)) WITHOUT ROWID;"
+    " handheld_hash TEXT, file_checked INTEGER,"
+    " PRIMARY KEY(collection, uid)) WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS pending(collection TEXT, position INTEGER,"
     " uid TEXT, oid INTEGER, file TEXT, file_hash TEXT, sent_hash TEXT,"
     " PRIMARY KEY(collection, position)) WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS pulled(collection TEXT, uid TEXT, oid INTEGER,"
     " file TEXT, file_hash TEXT, file_size INTEGER, file_mtime INTEGER,"
-    " handheld_hash TEXT, PRIMARY KEY(collection, uid)) WITHOUT ROWID;";
+    " handheld_hash TEXT, file_checked INTEGER,"
+    " PRIMARY KEY(collection, uid)) WITHOUT ROWID;";
 
 // One prepared statement, finalized when it goes.
 class Statement {
@@ -74,7 +76,7 @@ class Statement {
 };
 
 // The item columns after the collection: uid, oid, file, file_hash,
-// file_size, file_mtime, handheld_hash (from column `first`).
+// file_size, file_mtime, handheld_hash, file_checked (from column `first`).
 ItemState ItemAt(const Statement& row, int first) {
   ItemState item;
   item.uid = row.TextAt(first);
@@ -84,6 +86,7 @@ ItemState ItemAt(const Statement& row, int first) {
   item.file_size = static_cast<std::uint64_t>(row.IntAt(first + 4));
   item.file_mtime = row.IntAt(first + 5);
   item.handheld_hash = row.TextAt(first + 6);
+  item.file_checked = row.IntAt(first + 7);
   return item;
 }
 
@@ -96,7 +99,8 @@ void BindItem(Statement& statement, const std::string& collection,
       .Text(5, item.file_hash)
       .Int(6, static_cast<std::int64_t>(item.file_size))
       .Int(7, item.file_mtime)
-      .Text(8, item.handheld_hash);
+      .Text(8, item.handheld_hash)
+      .Int(9, item.file_checked);
 }
 
 Result<std::optional<std::string>> ReadText(const std::string& path) {
@@ -202,8 +206,9 @@ Result<std::optional<SyncState>> SyncStateStore::LoadDatabase() {
   while (names.Next()) state.collections[names.TextAt(0)];
   for (const char* table : {"items", "pulled"}) {
     std::string sql = std::string("SELECT collection, uid, oid, file, ") +
-                      "file_hash, file_size, file_mtime, handheld_hash FROM " +
-                      table + " ORDER BY collection, uid";
+                      "file_hash, file_size, file_mtime, handheld_hash, " +
+                      "file_checked FROM " + table +
+                      " ORDER BY collection, uid";
     Statement rows(db_, sql.c_str());
     if (!rows.ok()) return Failed("cannot read");
     std::map<std::string, ItemState>* into = nullptr;
@@ -271,7 +276,7 @@ bool WriteItems(sqlite3* db, const char* table, const std::string& collection,
                 const std::map<std::string, ItemState>& now,
                 std::map<std::string, ItemState>& before) {
   std::string upsert_sql = std::string("INSERT OR REPLACE INTO ") + table +
-                           " VALUES(?, ?, ?, ?, ?, ?, ?, ?)";
+                           " VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)";
   std::string delete_sql =
       std::string("DELETE FROM ") + table + " WHERE collection = ? AND uid = ?";
   std::optional<Statement> upsert, remove;

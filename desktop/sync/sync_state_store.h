@@ -7,7 +7,8 @@
 //                             time_zone
 //   collections(name)         every collection the state has, even empty
 //   items(collection, uid, oid, file, file_hash, file_size, file_mtime,
-//         handheld_hash)      the pairings (SyncState's `items`)
+//         handheld_hash, file_checked)
+//                             the pairings (SyncState's `items`)
 //   pending(collection, position, uid, oid, file, file_hash, sent_hash)
 //   pulled(collection, uid, ...as items)
 //
