@@ -46,6 +46,11 @@ Status DirectoryApplier::Commit(std::vector<std::string>& written) {
       state_.items.insert_or_assign(uid, std::move(pulled->second));
       state_.pulled.erase(pulled);
     }
+    auto renamed = after_rename_.find(uid);
+    if (renamed != after_rename_.end()) {
+      state_.items.insert_or_assign(uid, std::move(renamed->second));
+      after_rename_.erase(renamed);
+    }
     ItemState& item = state_.items[uid];
     Result<std::optional<DirectoryEntry>> entry = files_.Stat(item.file);
     if (!entry.ok()) return entry.status();
@@ -79,8 +84,11 @@ Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
     if (!existing.ok()) return existing.status();
     std::string old = existing->value_or("");
     bool known = state_.items.count(pull.uid) != 0;
-    // A new file is journaled until it is in place (see Recover).
-    ItemState& item = known ? state_.items[pull.uid] : state_.pulled[pull.uid];
+    // A new file is journaled until it is in place (see Recover); a known
+    // item's state changes only once its file is, since the journal's save
+    // must not record content that is not there yet.
+    ItemState& item = known ? after_rename_[pull.uid] : state_.pulled[pull.uid];
+    if (known) item = state_.items[pull.uid];
     item.uid = pull.uid;
     item.oid = pull.oid;
     item.handheld_hash = pull.hash;

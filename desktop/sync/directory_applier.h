@@ -15,6 +15,7 @@
 #define VORN_DESKTOP_SYNC_DIRECTORY_APPLIER_H_
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,8 @@ class DirectoryApplier {
   std::string rev_;
   std::function<Status()> save_state_;
   bool stop_after_renames_ = false;
+  // Known items as they will be once their staged files are in place.
+  std::map<std::string, ItemState> after_rename_;
 };
 
 }  // namespace desktop

@@ -225,6 +225,40 @@ TEST_F(SyncEngineCutAfterRenameTest, RecordDeletedMeanwhileTakesTheFile) {
   EXPECT_TRUE(state->collections["contacts"].pulled.empty());
 }
 
+TEST_F(SyncEngineCutAfterRenameTest, JournalSavesNoContentAheadOfItsFile) {
+  Seed({1});
+  stream_.AddReply(kMachine);
+  stream_.AddReply(kOk);
+  // Record 1 changed and record 2 is new: the journal of 2 is saved before
+  // any file of the batch is in place, so it must not hold 1's new content.
+  stream_.AddReply(Changes({{2, 1}, {1, 2}}));
+  stream_.AddReply(Cat({Header(2), Record(2, u"Two"), Record(1, u"One")}));
+  SyncOptions options;
+  options.stop_after_renames = true;
+  ASSERT_FALSE(RunEngine(options).ok());
+  auto state = State();
+  const CollectionState& contacts = state->collections["contacts"];
+  EXPECT_EQ(contacts.items.at(UidOf(1)).handheld_hash,
+            ContentHash::Of(CardText(u"Old")));
+  EXPECT_EQ(contacts.pulled.count(UidOf(2)), 1u);
+
+  // The next run finds record 1 changed again and mirrors it.
+  ScriptedStream again;
+  again.AddReply(kMachine);
+  again.AddReply(kOk);
+  again.AddReply(Changes({{2, 1}, {1, 2}}));
+  again.AddReply(Cat({Header(2), Record(2, u"Two"), Record(1, u"One")}));
+  again.AddReply(Changes({{2, 1}, {1, 2}}));
+  again.AddReply(kOk);
+  Result<SyncSummary> summary = RunAgain(again);
+  ASSERT_TRUE(summary.ok()) << summary.status().message();
+  EXPECT_TRUE(summary->conflicts.empty());
+  EXPECT_EQ(FirstNameIn(FileOf(1)), "One");
+  EXPECT_EQ(FirstNameIn(FileOf(2)), "Two");
+  EXPECT_EQ(State()->collections["contacts"].items.at(UidOf(1)).handheld_hash,
+            ContentHash::Of(CardText(u"One")));
+}
+
 TEST_F(SyncEngineCutAfterRenameTest, FileInPlaceIsPairedWithItsRecord) {
   CutAfterRename();
   ScriptedStream again;
