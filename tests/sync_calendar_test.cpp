@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tests/support/program.h"
+#include "tests/sync_mirror_check.h"
 
 namespace {
 
@@ -109,9 +110,7 @@ TEST_F(SyncCalendarTest, MirrorsAppointmentsAndTasksBothWays) {
   EXPECT_EQ(IcsFiles(tasks).size(), 2u);
   EXPECT_EQ(ReadText(calendar + "/displayname"), "Calendar");
   EXPECT_EQ(ReadText(tasks + "/displayname"), "Tasks");
-  EXPECT_NE(ReadText(mirror_ + "/.vorn-sync.json")
-                .find("\"time_zone\":\"Europe/Berlin\""),
-            std::string::npos);
+  EXPECT_EQ(sync_check::LoadState(mirror_)->time_zone, "Europe/Berlin");
   CheckIcs(calendar);
   CheckIcs(tasks);
 
@@ -184,9 +183,7 @@ TEST_F(SyncCalendarTest, RemovingTheContractRemovesTheCalendarOnesToo) {
   EXPECT_NE(again.outText().find("\"records_fetched\":0"), std::string::npos)
       << again.outText();
 
-  std::string state = ReadText(mirror_ + "/.vorn-sync.json");
-  std::size_t at = state.find("\"partner\":\"") + 11;
-  std::string partner = state.substr(at, state.find('"', at) - at);
+  std::string partner = sync_check::LoadState(mirror_)->partner;
   ProgramResult rm = Vorn({"contracts", "rm", partner});
   ASSERT_EQ(rm.exitCode, 0) << rm.err;
   // Every appointment and task is compared again.

@@ -15,6 +15,8 @@
 
 #include "desktop/formats/json_text.h"
 #include "desktop/formats/vcard.h"
+#include "desktop/sync/mirror_directory.h"
+#include "desktop/sync/sync_state.h"
 #include "tests/support/program.h"
 
 namespace sync_check {
@@ -32,6 +34,16 @@ inline std::vector<std::string> Lines(const std::string& text) {
 inline std::string ReadText(const std::string& path) {
   auto bytes = testing_support::ReadFileBytes(path);
   return std::string(bytes.begin(), bytes.end());
+}
+
+// The sync state of the mirror `dir` (no sync may run meanwhile); nullopt
+// when it has none or it cannot be read.
+inline std::optional<desktop::SyncState> LoadState(const std::string& dir) {
+  auto opened = desktop::MirrorDirectory::Open(dir);
+  if (!opened.ok()) return std::nullopt;
+  auto state = desktop::SyncState::Load(**opened);
+  if (!state.ok()) return std::nullopt;
+  return *state;
 }
 
 // What the handheld can hold of a card: its text without UID, REV and
@@ -75,12 +87,10 @@ inline std::map<std::uint32_t, std::string> HandheldCards(
 inline std::size_t ExpectMirrorMatches(const std::vector<std::string>& handheld,
                                        const std::string& dir) {
   std::map<std::uint32_t, std::string> cards = HandheldCards(handheld);
-  auto state_json =
-      desktop::JsonText::Parse(ReadText(dir + "/.vorn-sync.json"));
-  EXPECT_TRUE(state_json.ok());
-  if (!state_json.ok()) return 0;
-  const desktop::Json& items =
-      state_json->at("collections").at("contacts").at("items");
+  std::optional<desktop::SyncState> state = LoadState(dir);
+  EXPECT_TRUE(state.has_value());
+  if (!state) return 0;
+  const auto& items = state->collections["contacts"].items;
   std::set<std::string> files, uids;
   for (const auto& entry :
        std::filesystem::directory_iterator(dir + "/contacts")) {
@@ -89,16 +99,16 @@ inline std::size_t ExpectMirrorMatches(const std::vector<std::string>& handheld,
   }
   EXPECT_EQ(files.size(), cards.size()) << "files and contacts differ";
   EXPECT_EQ(items.size(), cards.size()) << "state and contacts differ";
-  for (const desktop::Json& item : items) {
-    std::string file = item.at("file").get<std::string>();
-    auto oid = item.at("oid").get<std::uint32_t>();
+  for (const auto& [uid, item] : items) {
+    const std::string& file = item.file;
+    std::uint32_t oid = item.oid;
     SCOPED_TRACE("file " + file + ", oid " + std::to_string(oid));
     EXPECT_TRUE(files.erase(file)) << "no such file";
     auto card = desktop::VCard::Parse(
         ReadText((std::filesystem::path(dir) / "contacts" / file).string()));
     EXPECT_TRUE(card.ok() && card->size() == 1);
     if (!card.ok() || card->size() != 1) continue;
-    EXPECT_EQ(card->front().uid, item.at("uid").get<std::string>());
+    EXPECT_EQ(card->front().uid, item.uid);
     EXPECT_TRUE(uids.insert(card->front().uid).second) << "UID twice";
     auto on_handheld = cards.find(oid);
     EXPECT_NE(on_handheld, cards.end()) << "no such contact";

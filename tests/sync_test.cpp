@@ -174,12 +174,11 @@ class SyncTest : public ::testing::Test {
 
   // The file the state pairs with object id `oid`.
   std::string FileOf(const std::string& oid) {
-    auto state = desktop::JsonText::Parse(ReadText(dir_ + "/.vorn-sync.json"));
-    if (!state.ok()) return "";
-    for (const auto& item :
-         state->at("collections").at("contacts").at("items")) {
-      if (std::to_string(item.at("oid").get<std::uint32_t>()) == oid) {
-        return dir_ + "/contacts/" + item.at("file").get<std::string>();
+    auto state = sync_check::LoadState(dir_);
+    if (!state) return "";
+    for (const auto& [uid, item] : state->collections["contacts"].items) {
+      if (std::to_string(item.oid) == oid) {
+        return dir_ + "/contacts/" + item.file;
       }
     }
     return "";

@@ -70,24 +70,18 @@ class SyncTwoWayTest : public ::testing::Test {
   }
   // The file the state pairs with `oid`.
   std::string FileOf(const std::string& oid) {
-    auto state = desktop::JsonText::Parse(
-        sync_check::ReadText(dir_ + "/.vorn-sync.json"));
-    for (const auto& item :
-         state->at("collections").at("contacts").at("items")) {
-      if (std::to_string(item.at("oid").get<std::uint32_t>()) == oid) {
-        return item.at("file").get<std::string>();
-      }
+    auto state = sync_check::LoadState(dir_);
+    if (!state) return "";
+    for (const auto& [uid, item] : state->collections["contacts"].items) {
+      if (std::to_string(item.oid) == oid) return item.file;
     }
     return "";
   }
   std::string OidOf(const std::string& file) {
-    auto state = desktop::JsonText::Parse(
-        sync_check::ReadText(dir_ + "/.vorn-sync.json"));
-    for (const auto& item :
-         state->at("collections").at("contacts").at("items")) {
-      if (item.at("file").get<std::string>() == file) {
-        return std::to_string(item.at("oid").get<std::uint32_t>());
-      }
+    auto state = sync_check::LoadState(dir_);
+    if (!state) return "";
+    for (const auto& [uid, item] : state->collections["contacts"].items) {
+      if (item.file == file) return std::to_string(item.oid);
     }
     return "";
   }
@@ -289,7 +283,8 @@ TEST_F(SyncTwoWayTest, DeletingMoreThanHalfAsksForForce) {
     oids.push_back(Add(std::string(R"({"FirstName":")") + name + "\"}"));
   }
   Sync();
-  std::string state = sync_check::ReadText(dir_ + "/.vorn-sync.json");
+  std::optional<desktop::SyncState> state = sync_check::LoadState(dir_);
+  ASSERT_TRUE(state);
   Delete(oids[0]);
   Delete(oids[1]);
   ProgramResult refused = SyncRun();
@@ -297,7 +292,7 @@ TEST_F(SyncTwoWayTest, DeletingMoreThanHalfAsksForForce) {
   EXPECT_EQ(refused.err,
             "vorn: refusing to delete 2 of 3 contacts in the directory (more "
             "than half); run again with --force to do it\n");
-  EXPECT_EQ(sync_check::ReadText(dir_ + "/.vorn-sync.json"), state);
+  EXPECT_EQ(sync_check::LoadState(dir_), state);
   EXPECT_EQ(
       std::distance(std::filesystem::directory_iterator(dir_ + "/contacts"),
                     std::filesystem::directory_iterator()),
@@ -334,6 +329,10 @@ TEST_F(SyncTwoWayTest, OldLayoutIsMigratedWithoutFetching) {
   desktop::Json run = Sync();
   EXPECT_TRUE(run.at("migrated").get<bool>());
   EXPECT_FALSE(run.at("full").get<bool>());
+  // The text state moved into the database.
+  EXPECT_FALSE(std::filesystem::exists(dir_ + "/.vorn-sync.json"));
+  EXPECT_TRUE(std::filesystem::exists(dir_ + "/.vorn-sync.db"));
+  EXPECT_EQ(sync_check::LoadState(dir_)->partner, "old-desk");
   EXPECT_EQ(run.at("records_fetched").get<int>(), 0);
   EXPECT_FALSE(std::filesystem::exists(dir_ + "/" + ann + ".vcf"));
   EXPECT_TRUE(std::filesystem::exists(dir_ + "/contacts/displayname"));

@@ -255,7 +255,7 @@ void DefineSyncCommands(CLI::App& app, const CommandLine& line,
       "handheld gets the UID urn:uuid:<name-based UUID of the handheld's\n"
       "machine id and its object id>; a card from elsewhere keeps its own.\n"
       "Files are written under a temporary name, flushed and renamed;\n"
-      "DIR/.vorn-sync.json keeps the contract name, the handheld's machine\n"
+      "DIR/.vorn-sync.db keeps the contract name, the handheld's machine\n"
       "id and, per contact, the pairing of UID, object id and file with the\n"
       "hashes the last run left. --json prints the summary as one JSON\n"
       "object.\n"

@@ -51,6 +51,19 @@ Result<std::string> ContactSyncAdapter::ToFile(std::string_view canonical,
                                                std::string_view existing,
                                                const std::string& uid,
                                                const std::string& rev) const {
+  // A new file is the canonical card (VCard::Write's text of the record)
+  // with UID and REV where Write puts them, last: no need to parse it.
+  constexpr std::string_view kEnd = "END:VCARD\r\n";
+  if (existing.empty() && canonical.ends_with(kEnd) &&
+      canonical.find(kEnd) == canonical.size() - kEnd.size()) {
+    std::string out;
+    out.reserve(canonical.size() + uid.size() + rev.size() + 16);
+    out.append(canonical.substr(0, canonical.size() - kEnd.size()));
+    if (!uid.empty()) VCard::AppendFolded(out, "UID:" + uid);
+    if (!rev.empty()) VCard::AppendFolded(out, "REV:" + rev);
+    out.append(kEnd);
+    return out;
+  }
   Result<Contact> contact = OneCard(canonical);
   if (!contact.ok()) return contact.status();
   contact->uid = uid;

@@ -1,5 +1,7 @@
 #include "desktop/sync/directory_applier.h"
 
+#include <optional>
+
 #include "desktop/sync/content_hash.h"
 #include "desktop/sync/uid_file_stem.h"
 
@@ -10,15 +12,52 @@ constexpr std::size_t kBatch = 500;
 
 }  // namespace
 
+Status DirectoryApplier::Recover(MirrorDirectory& files,
+                                 CollectionState& state) {
+  for (auto& [uid, item] : state.pulled) {
+    Result<std::optional<DirectoryEntry>> entry = files.Stat(item.file);
+    if (!entry.ok()) return entry.status();
+    if (!entry->has_value()) continue;
+    Result<std::optional<std::string>> text = files.ReadFile(item.file);
+    if (!text.ok()) return text.status();
+    if (!text->has_value()) continue;
+    bool same = ContentHash::Of(**text) == item.file_hash;
+    // An empty hash marks a file known to hold more than the record; it
+    // cannot be compared, and its name is the record's own.
+    if (!same && !item.file_hash.empty()) continue;
+    item.file_size = same ? (*entry)->size : 0;
+    item.file_mtime = same ? (*entry)->mtime : 0;
+    item.file_checked = same ? (*entry)->checked : 0;
+    state.items[uid] = std::move(item);
+  }
+  state.pulled.clear();
+  return Status::Ok();
+}
+
 Status DirectoryApplier::Commit(std::vector<std::string>& written) {
+  if (!state_.pulled.empty()) VORN_RETURN_IF_ERROR(save_state_());
   VORN_RETURN_IF_ERROR(files_.CommitStaged());
+  if (stop_after_renames_ && !written.empty()) {
+    return Status::Error("stopped after renaming files as asked");
+  }
   for (const std::string& uid : written) {
+    auto pulled = state_.pulled.find(uid);
+    if (pulled != state_.pulled.end()) {
+      state_.items.insert_or_assign(uid, std::move(pulled->second));
+      state_.pulled.erase(pulled);
+    }
+    auto renamed = after_rename_.find(uid);
+    if (renamed != after_rename_.end()) {
+      state_.items.insert_or_assign(uid, std::move(renamed->second));
+      after_rename_.erase(renamed);
+    }
     ItemState& item = state_.items[uid];
     Result<std::optional<DirectoryEntry>> entry = files_.Stat(item.file);
     if (!entry.ok()) return entry.status();
     if (entry->has_value()) {
       item.file_size = (*entry)->size;
       item.file_mtime = (*entry)->mtime;
+      item.file_checked = (*entry)->checked;
     }
   }
   written.clear();
@@ -35,6 +74,7 @@ Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
         if (*removed) ++summary_.deleted;
       }
       state_.items.erase(pull.uid);
+      state_.pulled.erase(pull.uid);
       continue;
     }
     std::string file = pull.file.empty()
@@ -44,7 +84,11 @@ Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
     if (!existing.ok()) return existing.status();
     std::string old = existing->value_or("");
     bool known = state_.items.count(pull.uid) != 0;
-    ItemState& item = state_.items[pull.uid];
+    // A new file is journaled until it is in place (see Recover); a known
+    // item's state changes only once its file is, since the journal's save
+    // must not record content that is not there yet.
+    ItemState& item = known ? after_rename_[pull.uid] : state_.pulled[pull.uid];
+    if (known) item = state_.items[pull.uid];
     item.uid = pull.uid;
     item.oid = pull.oid;
     item.handheld_hash = pull.hash;
@@ -72,10 +116,13 @@ Status DirectoryApplier::Apply(const std::vector<Pull>& pulls) {
     item.file_hash = ContentHash::Of(*text);
     // Kept properties that now find a free field (a fourth e-mail address
     // once the handheld has room) make the file hold more than the
-    // handheld: the next run sends it as a change of the file.
-    Result<DesktopItem> reread = adapter_.FromFile(*text);
-    if (reread.ok() && reread->canonical != pull.canonical) {
-      item.file_hash.clear();
+    // handheld: the next run sends it as a change of the file. A file
+    // written from the record alone keeps nothing else.
+    if (!old.empty()) {
+      Result<DesktopItem> reread = adapter_.FromFile(*text);
+      if (reread.ok() && reread->canonical != pull.canonical) {
+        item.file_hash.clear();
+      }
     }
     VORN_RETURN_IF_ERROR(files_.StageFile(file, *text));
     written.push_back(pull.uid);

@@ -1,6 +1,8 @@
 #include "desktop/sync/directory_scanner.h"
 
-#include <map>
+#include <algorithm>
+#include <string_view>
+#include <unordered_map>
 
 #include "desktop/sync/content_hash.h"
 
@@ -31,6 +33,15 @@ Result<std::optional<DesktopChange>> DirectoryScanner::Read(
   return std::optional<DesktopChange>(std::move(change));
 }
 
+bool DirectoryScanner::Trusted(const ItemState& item) const {
+  if (item.file_mtime < trusted_before_) return true;
+  // Stamps taken a tick of the file system's clock after the file was
+  // written cannot recur with other content. A time of whole seconds may
+  // come from a file system that keeps no fractions; it is not relied on.
+  return item.file_mtime < item.file_checked &&
+         item.file_mtime % 1'000'000'000 != 0;
+}
+
 Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
     ItemState& item) {
   Result<std::optional<DirectoryEntry>> entry = files_.Stat(item.file);
@@ -42,10 +53,14 @@ Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
     gone.uid = item.uid;
     return std::optional<DesktopChange>(std::move(gone));
   }
-  const DirectoryEntry& e = **entry;
+  return Compare(item, **entry);
+}
+
+Result<std::optional<DesktopChange>> DirectoryScanner::Compare(
+    ItemState& item, const DirectoryEntry& e) {
   // An empty hash marks a file the engine knows to differ from the record.
   if (e.size == item.file_size && e.mtime == item.file_mtime &&
-      e.mtime < trusted_before_ && !item.file_hash.empty()) {
+      !item.file_hash.empty() && Trusted(item)) {
     return std::optional<DesktopChange>();
   }
   Result<std::optional<DesktopChange>> change =
@@ -54,6 +69,7 @@ Result<std::optional<DesktopChange>> DirectoryScanner::ScanItem(
   if ((*change)->hash == item.file_hash) {
     item.file_size = e.size;
     item.file_mtime = e.mtime;
+    item.file_checked = e.checked;
     return std::optional<DesktopChange>();
   }
   (*change)->uid = item.uid;
@@ -64,15 +80,18 @@ Result<std::vector<DesktopChange>> DirectoryScanner::Scan() {
   Result<std::vector<DirectoryEntry>> entries =
       files_.List(adapter_.extension());
   if (!entries.ok()) return entries.status();
-  std::map<std::string, ItemState*> by_file;
-  for (auto& [uid, item] : state_.items) by_file[item.file] = &item;
+  // The state's items by file name; each entry found is taken out, so what
+  // is left at the end are the files that went.
+  std::unordered_map<std::string_view, ItemState*> by_file;
+  by_file.reserve(state_.items.size());
+  for (auto& [uid, item] : state_.items) by_file.emplace(item.file, &item);
   std::vector<DesktopChange> changes;
   for (const DirectoryEntry& entry : *entries) {
     auto known = by_file.find(entry.name);
     if (known != by_file.end()) {
       ItemState& item = *known->second;
       by_file.erase(known);
-      Result<std::optional<DesktopChange>> change = ScanItem(item);
+      Result<std::optional<DesktopChange>> change = Compare(item, entry);
       if (!change.ok()) return change.status();
       if (change->has_value()) changes.push_back(std::move(**change));
       continue;
@@ -84,12 +103,19 @@ Result<std::vector<DesktopChange>> DirectoryScanner::Scan() {
     (*added)->uid = (*added)->item.uid;
     changes.push_back(std::move(**added));
   }
-  for (const auto& [file, item] : by_file) {
-    DesktopChange gone;
-    gone.kind = SideChange::kDeleted;
-    gone.file = file;
-    gone.uid = item->uid;
-    changes.push_back(std::move(gone));
+  std::vector<const ItemState*> gone;
+  gone.reserve(by_file.size());
+  for (const auto& [file, item] : by_file) gone.push_back(item);
+  // In the order of the files' names, whatever the hash table's is.
+  std::sort(
+      gone.begin(), gone.end(),
+      [](const ItemState* a, const ItemState* b) { return a->file < b->file; });
+  for (const ItemState* item : gone) {
+    DesktopChange change;
+    change.kind = SideChange::kDeleted;
+    change.file = item->file;
+    change.uid = item->uid;
+    changes.push_back(std::move(change));
   }
   return changes;
 }

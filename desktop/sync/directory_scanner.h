@@ -1,9 +1,10 @@
 // Finds what changed in a collection directory since the last run, by
 // comparing each file with what the state says the last run left there:
 // a file whose size and modification time are unchanged is taken as
-// unchanged, unless that time is not older than the start of the last run
-// (an edit in the same tick of the file system's clock as the run's write
-// would keep both); otherwise its content hash decides. Files that do not parse
+// unchanged, unless that time was not older than the file system's clock
+// when the stamps were taken, nor than the start of the last run (an edit
+// in the same tick of the clock as the run's write would keep both);
+// otherwise its content hash decides. Files that do not parse
 // as one item are left alone and reported.
 #ifndef VORN_DESKTOP_SYNC_DIRECTORY_SCANNER_H_
 #define VORN_DESKTOP_SYNC_DIRECTORY_SCANNER_H_
@@ -40,6 +41,11 @@ class DirectoryScanner {
   Result<std::optional<DesktopChange>> ScanItem(ItemState& item);
 
  private:
+  // Whether unchanged stamps of `item` mean an unchanged file.
+  bool Trusted(const ItemState& item) const;
+  // The change of `item`'s file, whose directory entry is `e`.
+  Result<std::optional<DesktopChange>> Compare(ItemState& item,
+                                               const DirectoryEntry& e);
   // Reads and parses `entry` (not when its hash is `known`'s); nullopt
   // (with a note) when it does not parse.
   Result<std::optional<DesktopChange>> Read(const DirectoryEntry& entry,

@@ -35,6 +35,7 @@ void HandheldApplier::Recover(CollectionState& state,
     item.file_hash = write.uid.empty() ? std::string() : write.file_hash;
     item.file_size = 0;  // unknown: the next look hashes the file
     item.file_mtime = 0;
+    item.file_checked = 0;
     item.handheld_hash = write.sent_hash;
     changes.erase(match);
   }
@@ -94,6 +95,7 @@ Status HandheldApplier::Write(const std::vector<const Push*>& writes) {
     item.file_hash = push.file_hash;
     item.file_size = push.entry.size;
     item.file_mtime = push.entry.mtime;
+    item.file_checked = push.entry.checked;
     item.handheld_hash = ContentHash::Of(push.item.canonical);
     if (uid != push.item.uid) {
       // The file gets the record's UID; what else it holds stays.
@@ -113,6 +115,7 @@ Status HandheldApplier::Write(const std::vector<const Push*>& writes) {
     if (entry->has_value()) {
       item.file_size = (*entry)->size;
       item.file_mtime = (*entry)->mtime;
+      item.file_checked = (*entry)->checked;
     }
   }
   state_.pending.clear();

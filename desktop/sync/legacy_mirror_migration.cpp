@@ -26,11 +26,10 @@ std::optional<std::uint32_t> OidOfName(std::string_view name,
 
 }  // namespace
 
-Result<std::size_t> LegacyMirrorMigration::Run(MirrorDirectory& top,
-                                               MirrorDirectory& files,
-                                               const SyncAdapter& adapter,
-                                               const std::string& rev,
-                                               SyncState& state) {
+Result<std::size_t> LegacyMirrorMigration::Run(
+    MirrorDirectory& top, MirrorDirectory& files, const SyncAdapter& adapter,
+    const std::string& rev, SyncState& state,
+    const std::function<Status()>& save) {
   CollectionState& collection = state.collections[adapter.collection()];
   Result<std::vector<DirectoryEntry>> cards = top.List(adapter.extension());
   if (!cards.ok()) return cards.status();
@@ -67,12 +66,13 @@ Result<std::size_t> LegacyMirrorMigration::Run(MirrorDirectory& top,
     if (entry->has_value()) {
       item.file_size = (*entry)->size;
       item.file_mtime = (*entry)->mtime;
+      item.file_checked = (*entry)->checked;
     }
   }
   // The new state first: a cut after it leaves old cards behind, which
   // RemoveLeftovers of the next run takes away.
   state.legacy = false;
-  VORN_RETURN_IF_ERROR(state.Save(top));
+  VORN_RETURN_IF_ERROR(save());
   VORN_RETURN_IF_ERROR(RemoveLeftovers(top, adapter, collection));
   return moved;
 }
@@ -82,6 +82,7 @@ Status LegacyMirrorMigration::RemoveLeftovers(
     const CollectionState& collection) {
   Result<std::vector<DirectoryEntry>> cards = top.List(adapter.extension());
   if (!cards.ok()) return cards.status();
+  if (cards->empty()) return Status::Ok();
   std::set<std::uint32_t> migrated;
   for (const auto& [uid, item] : collection.items) migrated.insert(item.oid);
   bool any = false;

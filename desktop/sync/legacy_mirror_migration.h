@@ -9,6 +9,7 @@
 #ifndef VORN_DESKTOP_SYNC_LEGACY_MIRROR_MIGRATION_H_
 #define VORN_DESKTOP_SYNC_LEGACY_MIRROR_MIGRATION_H_
 
+#include <functional>
 #include <string>
 
 #include "desktop/sync/mirror_directory.h"
@@ -20,10 +21,11 @@ namespace desktop {
 class LegacyMirrorMigration {
  public:
   // Moves the cards of `top` into `files` and turns `state` into the new
-  // format (saved in `top` when done). Returns how many cards moved.
+  // format (saved with `save` when done). Returns how many cards moved.
   static Result<std::size_t> Run(MirrorDirectory& top, MirrorDirectory& files,
                                  const SyncAdapter& adapter,
-                                 const std::string& rev, SyncState& state);
+                                 const std::string& rev, SyncState& state,
+                                 const std::function<Status()>& save);
   // Removes old-layout cards ("<oid>.vcf") of migrated records from `top`;
   // a migration cut after its state was saved leaves them.
   static Status RemoveLeftovers(MirrorDirectory& top,

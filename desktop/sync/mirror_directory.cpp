@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 
 namespace desktop {
 namespace {
@@ -198,10 +199,19 @@ Status ForEachEntry(int dir_fd, const std::string& path, Visit visit) {
 
 namespace {
 
-DirectoryEntry EntryOf(std::string_view name, const struct stat& st) {
+// The clock that stamps files, read before a stat.
+std::int64_t CoarseNow() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
+DirectoryEntry EntryOf(std::string_view name, const struct stat& st,
+                       std::int64_t checked) {
   return {std::string(name), static_cast<std::uint64_t>(st.st_size),
           static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 +
-              st.st_mtim.tv_nsec};
+              st.st_mtim.tv_nsec,
+          checked};
 }
 
 }  // namespace
@@ -212,12 +222,13 @@ Result<std::vector<DirectoryEntry>> MirrorDirectory::List(
   Status listed = ForEachEntry(dir_fd_, path_, [&](std::string_view name) {
     if (name.starts_with(".") || !name.ends_with(suffix)) return Status::Ok();
     struct stat st;
-    std::string copy(name);
-    if (fstatat(dir_fd_, copy.c_str(), &st, 0) != 0) {
+    std::int64_t checked = CoarseNow();
+    // Names from readdir end in a NUL.
+    if (fstatat(dir_fd_, name.data(), &st, 0) != 0) {
       if (errno == ENOENT) return Status::Ok();
-      return Error("cannot read", copy);
+      return Error("cannot read", std::string(name));
     }
-    if (S_ISREG(st.st_mode)) out.push_back(EntryOf(name, st));
+    if (S_ISREG(st.st_mode)) out.push_back(EntryOf(name, st, checked));
     return Status::Ok();
   });
   if (!listed.ok()) return listed;
@@ -227,11 +238,12 @@ Result<std::vector<DirectoryEntry>> MirrorDirectory::List(
 Result<std::optional<DirectoryEntry>> MirrorDirectory::Stat(
     const std::string& name) const {
   struct stat st;
+  std::int64_t checked = CoarseNow();
   if (fstatat(dir_fd_, name.c_str(), &st, 0) != 0) {
     if (errno == ENOENT) return std::optional<DirectoryEntry>();
     return Error("cannot read", name);
   }
-  return std::optional<DirectoryEntry>(EntryOf(name, st));
+  return std::optional<DirectoryEntry>(EntryOf(name, st, checked));
 }
 
 Status MirrorDirectory::RemoveStrayTemporaries() {

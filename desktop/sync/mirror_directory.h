@@ -28,6 +28,11 @@ struct DirectoryEntry {
   std::string name;
   std::uint64_t size = 0;
   std::int64_t mtime = 0;  // nanoseconds since 1970
+  // The file system's coarse clock just before the stamps were taken
+  // (nanoseconds since 1970). A write after that gets a modification time
+  // of at least this, so stamps older than it cannot come back with other
+  // content.
+  std::int64_t checked = 0;
 };
 
 class MirrorDirectory {

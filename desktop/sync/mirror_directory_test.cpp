@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "desktop/sync/sync_state.h"
+#include "desktop/sync/sync_state_store.h"
 
 namespace desktop {
 namespace {
@@ -111,7 +112,12 @@ TEST_F(MirrorDirectoryTest, StateRoundTripsThroughTheFile) {
   auto loaded = SyncState::Load(**dir);
   ASSERT_TRUE(loaded.ok() && loaded->has_value());
   EXPECT_EQ(**loaded, state);
-  ASSERT_TRUE((*dir)->WriteFileDurably(SyncState::kFileName, "{").ok());
+  // An older text state beside the database does not count; alone, a
+  // broken one fails.
+  ASSERT_TRUE(
+      (*dir)->WriteFileDurably(SyncStateStore::kTextFileName, "{").ok());
+  EXPECT_TRUE(SyncState::Load(**dir).ok());
+  std::filesystem::remove(path_ + "/" + SyncStateStore::kFileName);
   EXPECT_FALSE(SyncState::Load(**dir).ok());
   EXPECT_FALSE(SyncState::Parse(R"({"format":3,"partner":"p"})").ok());
   EXPECT_FALSE(SyncState::Parse(R"({"format":1})").ok());

@@ -73,10 +73,13 @@ Result<SyncSummary> SyncEngine::Run() {
   Result<std::u16string> machine = client_.GetMachineId();
   if (!machine.ok()) return machine.status();
   summary_.machine_id = Utf16ToUtf8(*machine);
-  Result<std::optional<SyncState>> state = SyncState::Load(top_);
+  store_ = std::make_unique<SyncStateStore>(top_);
+  Result<std::optional<SyncState>> state = store_->Load();
   if (!state.ok()) return state.status();
+  bool legacy = *state && (*state)->legacy;
   VORN_RETURN_IF_ERROR(Prepare(*state));
-  VORN_RETURN_IF_ERROR(OpenCollection(*state && (*state)->legacy));
+  VORN_RETURN_IF_ERROR(OpenCollection(legacy));
+  VORN_RETURN_IF_ERROR(DirectoryApplier::Recover(*files_, collection()));
 
   FetchOptions fetch;
   fetch.batch_size = options_.batch_size;
@@ -110,7 +113,7 @@ Result<SyncSummary> SyncEngine::Run() {
   return summary_;
 }
 
-Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
+Status SyncEngine::Prepare(std::optional<SyncState>& state) {
   std::string partner = options_.partner;
   if (partner.empty() && state) partner = state->partner;
   if (partner.empty()) {
@@ -142,11 +145,11 @@ Status SyncEngine::Prepare(const std::optional<SyncState>& state) {
     summary_.full_reason = "the last full mirror did not finish";
   }
   summary_.full = !summary_.full_reason.empty();
-  if (state) state_ = *state;
+  if (state) state_ = std::move(*state);
   last_run_start_ = state_.last_run_epoch;
   // Pairings made with another handheld mean nothing for this one; the
   // files stay and are compared as new ones.
-  if (state && state->machine_id != summary_.machine_id) {
+  if (state && state_.machine_id != summary_.machine_id) {
     state_.collections.clear();
   }
   state_.partner = partner;
@@ -171,7 +174,8 @@ Status SyncEngine::OpenCollection(bool legacy) {
   if (adapter_.type() != protocol::DataType::kContacts) return Status::Ok();
   if (legacy) {
     Result<std::size_t> moved =
-        LegacyMirrorMigration::Run(top_, *files_, adapter_, stamp_, state_);
+        LegacyMirrorMigration::Run(top_, *files_, adapter_, stamp_, state_,
+                                   [this] { return SaveState(); });
     if (!moved.ok()) return moved.status().WithContext("migrating the mirror");
     summary_.migrated = true;
   }
@@ -313,9 +317,12 @@ Status SyncEngine::ApplyPlan(const SyncPlan& plan) {
     item.file_hash = d.hash;
     item.file_size = d.entry.size;
     item.file_mtime = d.entry.mtime;
+    item.file_checked = d.entry.checked;
     item.handheld_hash = h.hash;
   }
-  DirectoryApplier directory(adapter_, top_, *files_, items, summary_, stamp_);
+  DirectoryApplier directory(adapter_, top_, *files_, items, summary_, stamp_,
+                             [this] { return SaveState(); });
+  if (options_.stop_after_renames) directory.StopAfterRenames();
   VORN_RETURN_IF_ERROR(directory.KeepCopies(plan.copies));
   HandheldApplier handheld(client_, adapter_, *files_, items, summary_,
                            summary_.machine_id, stamp_,

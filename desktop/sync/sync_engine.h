@@ -8,13 +8,14 @@
 // one data type's records and files look.
 //
 // A run:
-//  1. Machine id, state (a mirror of the old layout is migrated first),
-//     contract. Everything is compared (a full run) when the handheld has no
-//     contract, the directory no state or another partner's or handheld's,
-//     the last full run did not finish, or the change list failed: the
-//     contract's mark moves to "now" first, then every record is fetched
-//     and compared with the state. Otherwise GetChangedRecords lists the
-//     changes and only those records are fetched.
+//  1. Machine id, state (a mirror of the old layout is migrated first; new
+//     files of a cut run that are in place are paired), contract. Everything is
+//     compared (a full run) when the handheld has no contract, the directory no
+//     state or another partner's or handheld's, the last full run did not
+//     finish, or the change list failed: the contract's mark moves to "now"
+//     first, then every record is fetched and compared with the state.
+//     Otherwise GetChangedRecords lists the changes and only those records are
+//     fetched.
 //  2. The directory is compared with the state (two-way runs).
 //  3. The plan: each side's changes go to the other side; changes on both
 //     sides are conflicts settled by the policy, the loser kept under
@@ -61,6 +62,7 @@
 #include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/sync_reconciler.h"
 #include "desktop/sync/sync_state.h"
+#include "desktop/sync/sync_state_store.h"
 #include "desktop/sync/sync_summary.h"
 #include "desktop/transport/sync_counting_stream.h"
 #include "desktop/wire/handheld_client.h"
@@ -86,6 +88,10 @@ struct SyncOptions {
   // Debugging: stop with an error after this many records were fetched, as
   // if the run had been cut there (0: never).
   std::uint64_t stop_after_records = 0;
+  // Debugging: stop with an error right after the first batch of files
+  // from the handheld was renamed into place, before the state records
+  // them.
+  bool stop_after_renames = false;
   // Called after every batch and before each look for late changes
   // ("confirming"); may be empty.
   std::function<void(const SyncProgress&)> on_progress;
@@ -133,7 +139,7 @@ class SyncEngine {
                                   std::string_view collection);
 
  private:
-  Status Prepare(const std::optional<SyncState>& state);
+  Status Prepare(std::optional<SyncState>& state);
   Status OpenCollection(bool legacy);
   Result<std::vector<HandheldChange>> HandheldSide();
   Result<std::vector<HandheldChange>> ReadEverything();
@@ -144,7 +150,7 @@ class SyncEngine {
   Status ApplyLateChanges();
   Result<ChangeList> ChangedRecords();
   Status Finish();
-  Status SaveState() { return state_.Save(top_); }
+  Status SaveState() { return store_->Save(state_); }
   // File stamps older than the last run's start can be trusted.
   std::int64_t TrustedBefore() const { return last_run_start_ * 1'000'000'000; }
   CollectionState& collection() {
@@ -167,6 +173,7 @@ class SyncEngine {
   std::int64_t run_start_ = 0;
   std::int64_t last_run_start_ = 0;  // of the run before, 0 if unknown
   std::string stamp_;                // REV of this run's writes
+  std::unique_ptr<SyncStateStore> store_;
   SyncState state_;
   SyncSummary summary_;
 };

@@ -166,3 +166,119 @@ TEST_F(SyncEngineTwoWayTest, OneWayRunLeavesTheHandheldAlone) {
 
 }  // namespace
 }  // namespace desktop
+
+namespace desktop {
+namespace {
+
+// A run cut right after it renamed the file of a new handheld record into
+// place, before its state was saved again.
+class SyncEngineCutAfterRenameTest : public SyncEngineFixture {
+ protected:
+  void CutAfterRename() {
+    Seed({1});
+    stream_.AddReply(kMachine);
+    stream_.AddReply(kOk);
+    stream_.AddReply(Changes({{2, 1}}));
+    stream_.AddReply(Cat({Header(1), Record(2, u"Two")}));
+    SyncOptions options;
+    options.stop_after_renames = true;
+    Result<SyncSummary> cut = RunEngine(options);
+    ASSERT_FALSE(cut.ok());
+    ASSERT_EQ(FirstNameIn(FileOf(2)), "Two");
+    ASSERT_EQ(State()->collections["contacts"].items.count(UidOf(2)), 0u);
+  }
+
+  Result<SyncSummary> RunAgain(ScriptedStream& again) {
+    auto dir = MirrorDirectory::Open(path_);
+    EXPECT_TRUE(dir.ok());
+    HandheldClient client(again);
+    SyncOptions options;
+    options.partner = kPartner;
+    SyncEngine engine(client, **dir, options);
+    return engine.Run();
+  }
+};
+
+TEST_F(SyncEngineCutAfterRenameTest, RecordDeletedMeanwhileTakesTheFile) {
+  CutAfterRename();
+  ScriptedStream again;
+  again.AddReply(kMachine);
+  again.AddReply(kOk);
+  // The handheld deleted record 2 before the next run.
+  again.AddReply(Changes({{2, 3}, {2, 1}}));
+  again.AddReply(Changes({{2, 3}, {2, 1}}));
+  again.AddReply(kOk);
+  Result<SyncSummary> summary = RunAgain(again);
+  ASSERT_TRUE(summary.ok()) << summary.status().message();
+  // Nothing goes back to the handheld (no BatchWrite); the file goes.
+  Bytes commands;
+  for (const Bytes& packet : again.WrittenPackets()) {
+    commands.push_back(packet.at(0));
+  }
+  EXPECT_EQ(commands, (Bytes{14, 10, 11, 11, 12}));
+  EXPECT_EQ(summary->deleted, 1u);
+  EXPECT_EQ(summary->sent_added, 0u);
+  EXPECT_TRUE(summary->conflicts.empty());
+  EXPECT_EQ(Names(), (std::set<std::string>{FileOf(1), "displayname"}));
+  auto state = State();
+  EXPECT_EQ(state->collections["contacts"].items.count(UidOf(2)), 0u);
+  EXPECT_TRUE(state->collections["contacts"].pulled.empty());
+}
+
+TEST_F(SyncEngineCutAfterRenameTest, JournalSavesNoContentAheadOfItsFile) {
+  Seed({1});
+  stream_.AddReply(kMachine);
+  stream_.AddReply(kOk);
+  // Record 1 changed and record 2 is new: the journal of 2 is saved before
+  // any file of the batch is in place, so it must not hold 1's new content.
+  stream_.AddReply(Changes({{2, 1}, {1, 2}}));
+  stream_.AddReply(Cat({Header(2), Record(2, u"Two"), Record(1, u"One")}));
+  SyncOptions options;
+  options.stop_after_renames = true;
+  ASSERT_FALSE(RunEngine(options).ok());
+  auto state = State();
+  const CollectionState& contacts = state->collections["contacts"];
+  EXPECT_EQ(contacts.items.at(UidOf(1)).handheld_hash,
+            ContentHash::Of(CardText(u"Old")));
+  EXPECT_EQ(contacts.pulled.count(UidOf(2)), 1u);
+
+  // The next run finds record 1 changed again and mirrors it.
+  ScriptedStream again;
+  again.AddReply(kMachine);
+  again.AddReply(kOk);
+  again.AddReply(Changes({{2, 1}, {1, 2}}));
+  again.AddReply(Cat({Header(2), Record(2, u"Two"), Record(1, u"One")}));
+  again.AddReply(Changes({{2, 1}, {1, 2}}));
+  again.AddReply(kOk);
+  Result<SyncSummary> summary = RunAgain(again);
+  ASSERT_TRUE(summary.ok()) << summary.status().message();
+  EXPECT_TRUE(summary->conflicts.empty());
+  EXPECT_EQ(FirstNameIn(FileOf(1)), "One");
+  EXPECT_EQ(FirstNameIn(FileOf(2)), "Two");
+  EXPECT_EQ(State()->collections["contacts"].items.at(UidOf(1)).handheld_hash,
+            ContentHash::Of(CardText(u"One")));
+}
+
+TEST_F(SyncEngineCutAfterRenameTest, FileInPlaceIsPairedWithItsRecord) {
+  CutAfterRename();
+  ScriptedStream again;
+  again.AddReply(kMachine);
+  again.AddReply(kOk);
+  again.AddReply(Changes({{2, 1}}));
+  again.AddReply(Cat({Header(1), Record(2, u"Two")}));
+  again.AddReply(Changes({{2, 1}}));
+  again.AddReply(kOk);
+  Result<SyncSummary> summary = RunAgain(again);
+  ASSERT_TRUE(summary.ok()) << summary.status().message();
+  EXPECT_EQ(summary->added + summary->changed + summary->sent_added, 0u);
+  EXPECT_TRUE(summary->conflicts.empty());
+  EXPECT_EQ(FirstNameIn(FileOf(2)), "Two");
+  auto state = State();
+  const ItemState& item = state->collections["contacts"].items.at(UidOf(2));
+  EXPECT_EQ(item.oid, 2u);
+  EXPECT_EQ(item.file, FileOf(2));
+  EXPECT_EQ(item.file_hash, ContentHash::Of(ReadPath(FilePath(FileOf(2)))));
+}
+
+}  // namespace
+}  // namespace desktop

@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "desktop/formats/json_text.h"
+#include "desktop/sync/sync_state_store.h"
 
 namespace desktop {
 namespace {
@@ -137,18 +138,13 @@ std::string SyncState::Serialize() const {
 }
 
 Result<std::optional<SyncState>> SyncState::Load(const MirrorDirectory& dir) {
-  Result<std::optional<std::string>> text = dir.ReadFile(kFileName);
-  if (!text.ok()) return text.status();
-  if (!text->has_value()) return std::optional<SyncState>();
-  Result<SyncState> state = Parse(**text);
-  if (!state.ok()) {
-    return state.status().WithContext(dir.path() + "/" + kFileName);
-  }
-  return std::optional<SyncState>(std::move(*state));
+  SyncStateStore store(dir);
+  return store.Load();
 }
 
-Status SyncState::Save(MirrorDirectory& dir) const {
-  return dir.WriteFileDurably(kFileName, Serialize());
+Status SyncState::Save(const MirrorDirectory& dir) const {
+  SyncStateStore store(dir);
+  return store.Save(*this);
 }
 
 std::string SyncState::NowUtc() {

@@ -1,4 +1,6 @@
-// The state file of a mirror directory, DIR/.vorn-sync.json:
+// The sync state of a mirror directory, kept by SyncStateStore in
+// DIR/.vorn-sync.db; older programs kept it as the text file
+// DIR/.vorn-sync.json, which Parse reads and Serialize writes:
 //
 //   {"format": 2, "partner": "...", "machine_id": "...",
 //    "full_mirror_pending": false, "last_run": "2024-05-01T10:00:00Z",
@@ -23,11 +25,17 @@
 //             hashes of the file as the last run left it and of the
 //             handheld's content as it last saw it (what tells each side's
 //             changes apart); size and mtime let a run skip rehashing files
-//             nobody touched
+//             nobody touched (file_checked, in the database, says when
+//             they were taken)
 // pending     handheld writes sent by a run that did not confirm them yet
 //             (journaled before sending): a record the handheld reports as
 //             new whose content hash equals a pending add's sent_hash is
 //             that add, not a new record
+// pulled      (database only) new files of handheld records that a run is
+//             renaming into place, journaled before the renames: the next
+//             run pairs each whose file is there with that content
+//             (otherwise the file would count as new on the desktop), and
+//             forgets the others (the handheld reports them again)
 //
 // Format 1 (the layout of one OID.vcf per contact beside the state file)
 // is read as `legacy` for the migration.
@@ -54,6 +62,8 @@ struct ItemState {
   std::uint64_t file_size = 0;
   std::int64_t file_mtime = 0;  // nanoseconds
   std::string handheld_hash;
+  // DirectoryEntry::checked of the stamps (0: unknown; database only).
+  std::int64_t file_checked = 0;
   bool operator==(const ItemState&) const = default;
 };
 
@@ -69,13 +79,12 @@ struct PendingWrite {
 struct CollectionState {
   std::map<std::string, ItemState> items;  // by UID
   std::vector<PendingWrite> pending;
+  std::map<std::string, ItemState> pulled;  // by UID
   bool operator==(const CollectionState&) const = default;
 };
 
 class SyncState {
  public:
-  static constexpr char kFileName[] = ".vorn-sync.json";
-
   std::string partner;  // UTF-8
   std::string machine_id;
   bool full_mirror_pending = false;
@@ -93,11 +102,12 @@ class SyncState {
   static Result<SyncState> Parse(std::string_view text);
   std::string Serialize() const;
 
-  // Reads the state of `dir`: nullopt when there is none. A file that
-  // cannot be parsed fails.
+  // Reads the state of `dir` through a SyncStateStore of its own: nullopt
+  // when there is none. A state that cannot be read fails.
   static Result<std::optional<SyncState>> Load(const MirrorDirectory& dir);
-  // Writes it atomically and durably.
-  Status Save(MirrorDirectory& dir) const;
+  // Writes it whole, atomically and durably (a run keeps one store and
+  // saves only what changed).
+  Status Save(const MirrorDirectory& dir) const;
 
   // The current time as "YYYY-MM-DDTHH:MM:SSZ".
   static std::string NowUtc();
