@@ -180,4 +180,13 @@ void Device::EndConversation() {
   richInk_->DestroyAllWindows();
 }
 
+void Device::Hold() { image_->Hold(); }
+
+void Device::Rewind() {
+  handles_.CloseAll();
+  richInk_->DestroyAllWindows();
+  context_.lastError = ERROR_SUCCESS;
+  image_->Rewind();
+}
+
 }  // namespace device
