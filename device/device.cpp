@@ -194,4 +194,13 @@ void Device::EndConversation() {
   msgStoreLibrary_->EndConversation();
 }
 
+void Device::Hold() { image_->Hold(); }
+
+void Device::Rewind() {
+  handles_.CloseAll();
+  richInk_->DestroyAllWindows();
+  context_.lastError = ERROR_SUCCESS;
+  image_->Rewind();
+}
+
 }  // namespace device

@@ -87,6 +87,13 @@ class Device {
   void BeginConversation();
   void EndConversation();
 
+  // Holds the image (DeviceImage::Hold) so that Rewind() brings the whole
+  // handheld back to this moment: the image's changes are rolled back and
+  // whatever was left open is closed. For tests and fuzzing, which run
+  // thousands of conversations on a handheld built once.
+  void Hold();
+  void Rewind();
+
  private:
   explicit Device(std::unique_ptr<DeviceImage> image);
   void InitializeState(const InitOptions& options);

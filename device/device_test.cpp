@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 
 #include "device/kernel/kernel.h"
 #include "device/registry/registry.h"
@@ -114,6 +115,51 @@ TEST(DeviceTest, InMemoryServices) {
   EXPECT_NE(services.ui, nullptr);
   EXPECT_NE(services.objectStore, nullptr);
   EXPECT_NE(services.files, nullptr);
+}
+
+TEST(DeviceTest, RewindDropsEverythingSinceHold) {
+  auto device = Device::InMemory();
+  device->image().SetMeta("kept", "1");
+  device->Hold();
+  EXPECT_TRUE(device->image().held());
+  device->image().SetMeta("kept", "2");
+  ASSERT_TRUE(device->faults().Set("cocreate-fails", "").ok());
+  std::uint32_t oid = device->image().NewOid();
+  device->Rewind();
+  EXPECT_EQ(device->image().GetMeta("kept"), "1");
+  EXPECT_FALSE(device->faults().IsSet("cocreate-fails"));
+  // The same identifier again: the counter went back too.
+  EXPECT_EQ(device->image().NewOid(), oid);
+  device->Rewind();
+  EXPECT_EQ(device->image().NewOid(), oid);
+}
+
+TEST(DeviceTest, StepsInsideAHoldCommitAndRollBack) {
+  auto device = Device::InMemory();
+  device->Hold();
+  DeviceImage& image = device->image();
+  EXPECT_FALSE(image.InTransaction());
+  EXPECT_TRUE(image.Begin());
+  EXPECT_TRUE(image.InTransaction());
+  EXPECT_FALSE(image.Begin());
+  image.SetMeta("step", "committed");
+  image.Commit();
+  EXPECT_FALSE(image.InTransaction());
+  image.Begin();
+  image.SetMeta("step", "rolled back");
+  image.Rollback();
+  EXPECT_EQ(image.GetMeta("step"), "committed");
+  device->Rewind();
+  EXPECT_EQ(image.GetMeta("step"), "");
+}
+
+TEST(DeviceTest, RewindClosesWhatWasLeftOpen) {
+  auto device = Device::InMemory();
+  device->Hold();
+  device->handles().Add(std::make_unique<KernelObject>());
+  ASSERT_EQ(device->handles().OpenCount(), 1U);
+  device->Rewind();
+  EXPECT_EQ(device->handles().OpenCount(), 0U);
 }
 
 }  // namespace

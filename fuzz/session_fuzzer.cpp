@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tests/support/in_process_handheld.h"
+#include "tests/support/reused_handheld.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  testing_support::InProcessHandheld handheld;
-  handheld.Converse(testing_support::Bytes(data, data + size));
+  static testing_support::ReusedHandheld reused;
+  reused.Fresh().Converse(testing_support::Bytes(data, data + size));
   return 0;
 }

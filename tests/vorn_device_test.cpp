@@ -219,6 +219,9 @@ TEST(CommandLineTest, BadArgumentsLeaveTheImageAsItWas) {
            {"vorn-device", "init", dir.path("x.img"), "--os", "three"},
            {"vorn-device", "init", dir.path("y.img"), "--tz", "Mars/Olympus"},
            {"vorn-device", "fs", image, "get", "\\missing", dir.path("out")},
+           // A path with a line break is still named on one line.
+           {"vorn-device", "fs", image, "get", "line\nbreak", dir.path("out")},
+           {"vorn-device", "fs", image, "rm", "\\a\rb\x7F"},
        }) {
     auto result = RunProgram(args);
     EXPECT_NE(result.exitCode, 0) << args.size();

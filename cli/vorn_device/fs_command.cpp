@@ -60,8 +60,26 @@ struct CommandError {
   std::string message;
 };
 
+// `text` with control characters written as \xNN, so that a path with a
+// line break still makes a one-line message.
+std::string Printable(const std::string& text) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string shown;
+  for (char c : text) {
+    auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      shown += "\\x";
+      shown.push_back(kDigits[byte >> 4]);
+      shown.push_back(kDigits[byte & 15]);
+    } else {
+      shown.push_back(c);
+    }
+  }
+  return shown;
+}
+
 [[noreturn]] void Fail(const std::string& what, DWORD code) {
-  throw CommandError{what + ": " + ErrorText(code)};
+  throw CommandError{Printable(what) + ": " + ErrorText(code)};
 }
 
 std::optional<std::u16string> DevicePath(const std::string& text) {

@@ -254,20 +254,55 @@ void DeviceImage::Exec(std::string_view sql) { ExecOn(db_, sql); }
 
 bool DeviceImage::Begin() {
   if (InTransaction()) return false;
-  ExecOn(db_, "BEGIN IMMEDIATE");
+  if (held_) {
+    ExecOn(db_, "SAVEPOINT held_step");
+    inSavepoint_ = true;
+  } else {
+    ExecOn(db_, "BEGIN IMMEDIATE");
+  }
   return true;
 }
 
 void DeviceImage::Commit() {
-  if (InTransaction()) ExecOn(db_, "COMMIT");
+  if (!InTransaction()) return;
+  if (held_) {
+    ExecOn(db_, "RELEASE held_step");
+    inSavepoint_ = false;
+  } else {
+    ExecOn(db_, "COMMIT");
+  }
 }
 
 void DeviceImage::Rollback() {
-  if (InTransaction()) ExecOn(db_, "ROLLBACK");
+  if (!InTransaction()) return;
+  if (held_) {
+    ExecOn(db_, "ROLLBACK TO held_step");
+    ExecOn(db_, "RELEASE held_step");
+    inSavepoint_ = false;
+  } else {
+    ExecOn(db_, "ROLLBACK");
+  }
 }
 
 bool DeviceImage::InTransaction() const {
+  if (held_) return inSavepoint_;
   return sqlite3_get_autocommit(db_) == 0;
+}
+
+void DeviceImage::Hold() {
+  if (held_) return;
+  Commit();
+  ExecOn(db_, "BEGIN IMMEDIATE");
+  held_ = true;
+  inSavepoint_ = false;
+}
+
+void DeviceImage::Rewind() {
+  if (!held_) return;
+  for (auto& entry : cached_) entry.second->Reset();
+  ExecOn(db_, "ROLLBACK");
+  ExecOn(db_, "BEGIN IMMEDIATE");
+  inSavepoint_ = false;
 }
 
 std::uint32_t DeviceImage::NewOid() {

@@ -90,6 +90,17 @@ class DeviceImage {
   void Rollback();
   bool InTransaction() const;
 
+  // Holds one transaction open from here on, so that Rewind() brings the
+  // whole image back to this moment in the time a rollback of the changes
+  // takes (tests and fuzzing run thousands of conversations on one image
+  // built once). While held, Begin, Commit and Rollback work on a savepoint
+  // inside it and InTransaction reports that savepoint. Nothing changes the
+  // schema in the meantime: every service creates its tables when built.
+  void Hold();
+  // Drops every change since Hold() and holds again.
+  void Rewind();
+  bool held() const { return held_; }
+
   // A new object identifier, unique across the whole object store (files,
   // directories, databases and records share one space). Never 0.
   std::uint32_t NewOid();
@@ -107,6 +118,8 @@ class DeviceImage {
 
   sqlite3* db_;
   std::string path_;
+  bool held_ = false;
+  bool inSavepoint_ = false;
   std::vector<std::pair<std::string, std::unique_ptr<Statement>>> cached_;
 };
 

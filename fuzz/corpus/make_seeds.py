@@ -87,6 +87,9 @@ weekly = contact([(1, 'Weekly'), (16, time(2026, 2, 2)),
 chore = contact([(1, 'Chore'), (3, time(2026, 2, 2)), (4, time(2026, 3, 1)),
                  (5, u32(2)), (6, u32(0)), (7, u32(1)), (9, u32(1)),
                  (10, time(2026, 2, 28)), (11, 'notes')])
+# The records fuzz/list_command.h puts on the handheld, by data type.
+LIST_IDS = {1: (0x10006, 0x1000B), 2: (0x1000D, 0x10010),
+            3: (0x10012, 0x10015), 5: (0x10017, 0x1001A)}
 seeds = {
     'session_fuzzer': {
         'end': frame([1, 1]),
@@ -118,6 +121,41 @@ seeds = {
         'john': john,
         'unknown_id': contact([(99, 'x'), (31, 'A')]),
         'empty': struct.pack('<I', 0),
+    },
+    'note_record_fuzzer': {
+        'title_text': contact([(1, 'Shopping'), (2, 'milk\r\nbread')]),
+        'text_only': contact([(2, 'untitled')]),
+        'unknown_id': contact([(9, 'x'), (1, 'T')]),
+    },
+    'get_changed_records_fuzzer': {
+        'contacts': bytes([1]) + counted('desk'),
+        'notes': bytes([5]) + counted('desk'),
+        'unknown_contract': bytes([3]) + counted('other'),
+    },
+    'get_all_records_fuzzer': {
+        'contacts': bytes([1]),
+        'appointments': bytes([2]),
+        'notes': bytes([5]),
+    },
+    'batch_write_fuzzer': {
+        'add_update': bytes([1]) + u32(2) + bytes([1, 1]) + u32(0) + john +
+        bytes([2, 1]) + u32(LIST_IDS[1][0]) + contact([(31, 'Jo')]),
+        'task': bytes([3]) + u32(1) + bytes([1, 3]) + u32(0) + chore,
+        'note': bytes([5]) + u32(1) + bytes([1, 5]) + u32(0) +
+        contact([(1, 'Batch')]),
+    },
+    'get_records_fuzzer': {
+        'contacts': bytes([1]) + u32(2) + u32(LIST_IDS[1][0]) +
+        u32(LIST_IDS[1][1]),
+        'appointments': bytes([2]) + u32(1) + u32(LIST_IDS[2][0]),
+        'notes': bytes([5]) + u32(2) + u32(LIST_IDS[5][0]) +
+        u32(LIST_IDS[5][1]),
+    },
+    'delete_records_fuzzer': {
+        'tasks': bytes([3]) + u32(2) + u32(LIST_IDS[3][0]) +
+        u32(LIST_IDS[3][1]),
+        'contact_and_missing': bytes([1]) + u32(2) + u32(LIST_IDS[1][1]) +
+        u32(1),
     },
     'note_file_fuzzer': {
         'text': pwi_text,

@@ -1,0 +1,13 @@
+// Feeds arbitrary data type bytes and arguments to the list command
+// BatchWrite (u32 N, then N operations with their records), on a handheld that
+// holds records of every type (fuzz/list_command.h).
+#include <cstddef>
+#include <cstdint>
+
+#include "fuzz/list_command.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+                                      std::size_t size) {
+  fuzzing::ListCommand(15, data, size);
+  return 0;
+}
