@@ -63,6 +63,23 @@ class Mapi {
   void SetDescendingRows(bool descending) { descendingRows_ = descending; }
   bool descendingRows() const { return descendingRows_; }
 
+  // Makes `folder`'s contents table also list the entry identifier of
+  // `key` (tests of a key that two folders list).
+  void AddExtraRow(MailFolder folder, DWORD key) {
+    extraRows_.emplace_back(folder, key);
+  }
+  const std::vector<std::pair<MailFolder, DWORD>>& extraRows() const {
+    return extraRows_;
+  }
+
+  // DeleteMessages calls seen, and entries among them that held a null
+  // identifier (tests of what the agent asks for).
+  struct DeleteCalls {
+    std::size_t calls = 0;
+    std::size_t nullEntries = 0;
+  };
+  DeleteCalls& deleteCalls() { return deleteCalls_; }
+
   // Takes one time-out of the mapi-busy fault for `folder`: true when the
   // table must answer MAPI_E_TIMEOUT now.
   bool TakeBusy(MailFolder folder);
@@ -112,6 +129,8 @@ class Mapi {
   std::vector<std::unique_ptr<PooledMapiObject>> pool_;
   std::function<void(DWORD, int)> changeHook_;
   bool descendingRows_ = false;
+  DeleteCalls deleteCalls_;
+  std::vector<std::pair<MailFolder, DWORD>> extraRows_;
 };
 
 }  // namespace device

@@ -49,6 +49,9 @@ HRESULT MapiFolder::GetContentsTable(ULONG /*flags*/, IMAPITable** table) {
       mapi_,
       [mapi, folder]() {
         std::vector<DWORD> keys = mapi->store().MessageKeys(folder);
+        for (const auto& [extraFolder, key] : mapi->extraRows()) {
+          if (extraFolder == folder) keys.push_back(key);
+        }
         if (mapi->descendingRows()) std::reverse(keys.begin(), keys.end());
         std::vector<PropList> rows;
         rows.reserve(keys.size());
@@ -82,9 +85,11 @@ HRESULT MapiFolder::CreateMessage(LPCIID /*iid*/, ULONG /*flags*/,
 HRESULT MapiFolder::DeleteMessages(ENTRYLIST* messages, ULONG /*uiParam*/,
                                    void* /*progress*/, ULONG /*flags*/) {
   if (messages == nullptr) return MAPI_E_INVALID_PARAMETER;
+  ++mapi_.deleteCalls().calls;
   HRESULT result = S_OK;
   for (ULONG i = 0; i < messages->cValues; ++i) {
     const SBinary& entry = messages->lpbin[i];
+    if (entry.lpb == nullptr) ++mapi_.deleteCalls().nullEntries;
     std::optional<DWORD> key = MailStore::ParseEntryId(entry.lpb, entry.cb);
     if (key && mapi_.store().DeleteMessage(*key)) {
       mapi_.ReportChange(*key, Mapi::kChangeDeleted);
