@@ -11,6 +11,7 @@
 #include "device/mapi/mail_editor.h"
 #include "device/mapi/mapi.h"
 #include "platform/api.h"
+#include "protocol/wire.h"
 #include "tests/support/in_process_handheld.h"
 #include "tests/support/packet_builder.h"
 

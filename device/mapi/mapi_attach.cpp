@@ -41,10 +41,12 @@ HRESULT MapiAttach::OpenProperty(ULONG tag, LPCIID /*iid*/, ULONG /*options*/,
     commit = [mapi, key, number, tag](const std::vector<BYTE>& bytes) {
       mapi->store().SaveAttachmentProp(key, number, MapiProp{tag, bytes});
     };
-    if (data == nullptr) commit({});
   }
-  *object = mapi_.Make<MapiStream>(
-      data != nullptr ? data->value : std::vector<BYTE>(), std::move(commit));
+  // MAPI_CREATE gives the property a new, empty value.
+  bool keep = data != nullptr && (flags & MAPI_CREATE) == 0;
+  if (!keep && commit) commit({});
+  *object = mapi_.Make<MapiStream>(keep ? data->value : std::vector<BYTE>(),
+                                   std::move(commit));
   return S_OK;
 }
 

@@ -74,8 +74,11 @@ HRESULT MapiMessage::OpenProperty(ULONG tag, LPCIID /*iid*/, ULONG /*options*/,
       MailStore::Put(message_.props, MapiProp{tag, bytes});
     };
   }
-  *object = mapi_.Make<MapiStream>(
-      found != nullptr ? found->value : std::vector<BYTE>(), std::move(commit));
+  // MAPI_CREATE gives the property a new, empty value.
+  bool keep = found != nullptr && (flags & MAPI_CREATE) == 0;
+  if (!keep && commit) commit({});
+  *object = mapi_.Make<MapiStream>(keep ? found->value : std::vector<BYTE>(),
+                                   std::move(commit));
   return S_OK;
 }
 

@@ -27,7 +27,9 @@ class MapiMessage final : public MapiObject<IMessage> {
                    SPropValue** values) override;
   HRESULT SetProps(ULONG count, SPropValue* values, void** problems) override;
   HRESULT SaveChanges(ULONG flags) override;
-  // PR_BODY (or any text or binary property): a stream on its bytes.
+  // PR_BODY (or any text or binary property): a stream on its bytes;
+  // MAPI_CREATE starts the property empty, MAPI_MODIFY lets the stream
+  // write it.
   HRESULT OpenProperty(ULONG tag, LPCIID iid, ULONG options, ULONG flags,
                        IUnknown** object) override;
   HRESULT GetIDsFromNames(ULONG count, MAPINAMEID** names, ULONG flags,
