@@ -161,7 +161,9 @@ TEST_F(MapiMailWriteTest, NewOutboxMessagesAreCreatedInTheInbox) {
 }
 
 TEST_F(MapiMailWriteTest, AnUpdateRewritesTheMessageUnderItsKey) {
-  std::uint32_t key = AddIn(MailFolder::kInbox);
+  NewMail old;
+  old.body = u"a much longer body than the new one";
+  std::uint32_t key = Add(old);
   Bytes reply = One(PacketBuilder(3, kMail)
                         .U32(key)
                         .Raw(MailRecord(254 | 0x100000)
