@@ -9,6 +9,9 @@
 #include "device/kernel/ole_date.h"
 #include "device/kernel/time_zone.h"
 #include "device/mapi/mapi.h"
+#include "device/msgstore/message_store.h"
+#include "device/msgstore/msgstore_library.h"
+#include "device/msgstore/store_mail.h"
 #include "device/objstore/object_store.h"
 #include "device/pim/change_log_writer.h"
 #include "device/registry/registry.h"
@@ -67,6 +70,16 @@ Device::Device(std::unique_ptr<DeviceImage> image)
   changeLog_ =
       std::make_unique<ChangeLogWriter>(context_, *objectStore_, *registry_);
   ChangeLogWriter* changeLog = changeLog_.get();
+  messageStore_ =
+      std::make_unique<MessageStore>(objectStore_->records(), *changeLog_);
+  msgStoreLibrary_ =
+      std::make_unique<MsgStoreLibrary>(context_, *messageStore_);
+  storeMail_ = std::make_unique<StoreMail>(context_, *messageStore_, *files_);
+  MsgStoreLibrary* library = msgStoreLibrary_.get();
+  kernel_->InstallModule(
+      u"msgstore.dll",
+      Kernel::Module{[library](LPCWSTR name) { return library->Export(name); },
+                     "msgstore-missing"});
   com_->SetChangeHook([changeLog](int itemType, CEOID oid, int kind) {
     changeLog->OnChange(itemType, oid, kind);
   });
@@ -83,9 +96,10 @@ Device::Device(std::unique_ptr<DeviceImage> image)
     (void)changeLog->AppendMail(key, kind);
   });
   Mapi* mapi = mapi_.get();
-  kernel_->InstallModule(Kernel::Module{
-      std::u16string(Mapi::kModuleName), [mapi]() { return mapi->Present(); },
-      [mapi](std::u16string_view name) { return mapi->Resolve(name); }});
+  kernel_->InstallModule(
+      Mapi::kModuleName,
+      Kernel::Module{[mapi](LPCWSTR name) { return mapi->Resolve(name); },
+                     std::string(Mapi::kMissingFault), true});
   FileSystem* files = files_.get();
   objectStore_->SetFileInfoSource([files](CEOID oid, CEOIDINFO* info) {
     return files->GetOidInfo(oid, info);
@@ -192,6 +206,7 @@ void Device::EndConversation() {
   handles_.CloseAll();
   mapi_->EndConversation();
   richInk_->DestroyAllWindows();
+  msgStoreLibrary_->EndConversation();
 }
 
 }  // namespace device

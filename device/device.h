@@ -25,6 +25,9 @@ class FileSystem;
 class RichInk;
 class ChangeLogWriter;
 class Mapi;
+class MessageStore;
+class MsgStoreLibrary;
+class StoreMail;
 
 struct InitOptions {
   // MAJOR.MINOR.BUILD of the handheld's operating system.
@@ -73,6 +76,11 @@ class Device {
   ChangeLogWriter& changeLog() { return *changeLog_; }
   // The messaging library "CEMAPI.DLL" and the default message store.
   Mapi& mapi() { return *mapi_; }
+  // The older message store ("\PMAILDB", "msgstore.dll") and the user's
+  // mail in it.
+  MessageStore& messageStore() { return *messageStore_; }
+  MsgStoreLibrary& msgStoreLibrary() { return *msgStoreLibrary_; }
+  StoreMail& storeMail() { return *storeMail_; }
 
   // Where message boxes are written (standard error unless changed).
   void SetMessageOutput(std::ostream* out);
@@ -99,6 +107,9 @@ class Device {
   std::unique_ptr<RichInk> richInk_;
   std::unique_ptr<ChangeLogWriter> changeLog_;
   std::unique_ptr<Mapi> mapi_;
+  std::unique_ptr<MessageStore> messageStore_;
+  std::unique_ptr<MsgStoreLibrary> msgStoreLibrary_;
+  std::unique_ptr<StoreMail> storeMail_;
 };
 
 // Installs a device's services for the lifetime of this object and restores

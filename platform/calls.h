@@ -13,7 +13,8 @@
 #include "platform/richink.h"
 #include "platform/types.h"
 
-// Core kernel services: errors, handles, versions, time, modules.
+// Core kernel services: errors, handles, versions, time, modules, private
+// heaps.
 #define VORN_KERNEL_CALLS(X)                                                  \
   X(DWORD, GetLastError, (), ())                                              \
   X(void, SetLastError, (DWORD error), (error))                               \
@@ -24,7 +25,15 @@
   X(void, GetLocalTime, (SYSTEMTIME * time), (time))                          \
   X(HMODULE, LoadLibraryW, (LPCWSTR name), (name))                            \
   X(FARPROC, GetProcAddressW, (HMODULE module, LPCWSTR name), (module, name)) \
-  X(BOOL, FreeLibrary, (HMODULE module), (module))
+  X(BOOL, FreeLibrary, (HMODULE module), (module))                            \
+  X(HANDLE, HeapCreate,                                                       \
+    (DWORD options, std::size_t initialSize, std::size_t maximumSize),        \
+    (options, initialSize, maximumSize))                                      \
+  X(void*, HeapAlloc, (HANDLE heap, DWORD flags, std::size_t bytes),          \
+    (heap, flags, bytes))                                                     \
+  X(BOOL, HeapFree, (HANDLE heap, DWORD flags, void* block),                  \
+    (heap, flags, block))                                                     \
+  X(BOOL, HeapDestroy, (HANDLE heap), (heap))
 
 #define VORN_REGISTRY_CALLS(X)                                                 \
   X(LONG, RegOpenKeyExW,                                                       \

@@ -136,4 +136,7 @@ inline constexpr UINT LMEM_FIXED = 0x0000;
 inline constexpr UINT LMEM_ZEROINIT = 0x0040;
 inline constexpr UINT LMEM_MOVEABLE = 0x0002;
 
+// Private heaps (HeapCreate): blocks come zeroed with HEAP_ZERO_MEMORY.
+inline constexpr DWORD HEAP_ZERO_MEMORY = 0x00000008;
+
 #endif  // VORN_PLATFORM_TYPES_H_

@@ -29,6 +29,11 @@ const std::vector<FaultInfo>& FaultSet::Catalog() {
        "every creation of the application object fails with "
        "REGDB_E_CLASSNOTREG"},
       {"pimstore-missing", "", "LoadLibraryW(\"pimstore.dll\") fails"},
+      {"msgstore-missing", "", "LoadLibraryW(\"msgstore.dll\") fails"},
+      {"msgstore-open-fails", "", "the message store does not open"},
+      {"msgstore-write-fails", "",
+       "adding or updating a message in the message store fails"},
+      {"heap-create-fails", "", "HeapCreate fails"},
       {"register-fails", "",
        "the object model server's DllRegisterServer returns E_FAIL"},
       {"logon-fails", "", "IPOutlookApp::Logon returns E_FAIL"},

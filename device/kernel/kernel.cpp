@@ -2,9 +2,13 @@
 
 #include <charconv>
 #include <chrono>
+#include <map>
+#include <memory>
 #include <string_view>
+#include <utility>
 
 #include "platform/fault.h"
+#include "platform/msgstore.h"
 
 namespace device {
 namespace {
@@ -14,7 +18,25 @@ constexpr std::u16string_view kPimServerBaseName = u"pimstore";
 constexpr std::u16string_view kRegisterExport = u"DllRegisterServer";
 
 // A module loaded with LoadLibraryW; FreeLibrary (or CloseHandle) ends it.
-class LoadedModule final : public KernelObject {};
+// `installed` is null for the object model server.
+class LoadedModule final : public KernelObject {
+ public:
+  explicit LoadedModule(const Kernel::Module* installed = nullptr)
+      : installed_(installed) {}
+  const Kernel::Module* installed() const { return installed_; }
+
+ private:
+  const Kernel::Module* installed_;
+};
+
+// A private heap of HeapCreate: its blocks live until HeapFree or the
+// heap's end.
+class PrivateHeap final : public KernelObject {
+ public:
+  std::map<void*, std::unique_ptr<std::uint8_t[]>> blocks;
+};
+
+constexpr std::size_t kMaxHeapBlock = std::size_t{16} << 20;
 
 // The kernel whose "pimstore.dll" export was handed out last. The export is
 // a plain function, so it finds its handheld here, the way a module's code
@@ -37,6 +59,17 @@ std::u16string_view ZeroTerminated(LPCWSTR text) {
   std::size_t length = 0;
   while (text[length] != 0) ++length;
   return std::u16string_view(text, length);
+}
+
+// A module's name as the module table keys it: lower case, without folder
+// and without ".dll".
+std::u16string ModuleKey(std::u16string_view name) {
+  std::size_t slash = name.find_last_of(u"\\/");
+  if (slash != std::u16string_view::npos) name.remove_prefix(slash + 1);
+  std::u16string key;
+  for (char16_t c : name) key.push_back(FoldAscii(c));
+  if (key.size() > 4 && key.ends_with(u".dll")) key.resize(key.size() - 4);
+  return key;
 }
 
 }  // namespace
@@ -155,52 +188,52 @@ HMODULE Kernel::LoadLibraryW(LPCWSTR name) {
   if (slash != std::u16string_view::npos) module.remove_prefix(slash + 1);
   bool isPimServer = EqualsIgnoringAsciiCase(module, kPimServerModule) ||
                      EqualsIgnoringAsciiCase(module, kPimServerBaseName);
-  for (std::size_t i = 0; i < modules_.size(); ++i) {
-    std::u16string_view name = modules_[i].name;
-    std::u16string_view base = name.substr(0, name.rfind(u'.'));
-    if (!EqualsIgnoringAsciiCase(module, name) &&
-        !EqualsIgnoringAsciiCase(module, base)) {
-      continue;
+  if (!isPimServer) {
+    auto installed = modules_.find(ModuleKey(module));
+    if (installed == modules_.end() ||
+        (!installed->second.missingFault.empty() &&
+         context_.faults.IsSet(installed->second.missingFault))) {
+      context_.lastError = ERROR_MOD_NOT_FOUND;
+      return 0;
     }
-    if (!modules_[i].present()) break;
-    return kFirstModuleBase + kModuleSpacing * i;
+    if (installed->second.keptLoaded) {
+      for (const auto& [handle, kept] : keptModules_) {
+        if (kept == &installed->second) return handle;
+      }
+    }
+    return context_.handles.Add(
+        std::make_unique<LoadedModule>(&installed->second));
   }
-  if (!isPimServer || context_.faults.IsSet("pimstore-missing")) {
+  if (context_.faults.IsSet("pimstore-missing")) {
     context_.lastError = ERROR_MOD_NOT_FOUND;
     return 0;
   }
   return context_.handles.Add(std::make_unique<LoadedModule>());
 }
 
-void Kernel::InstallModule(Module module) {
-  modules_.push_back(std::move(module));
-}
-
-const Kernel::Module* Kernel::InstalledModule(HMODULE module) const {
-  if (module < kFirstModuleBase ||
-      (module - kFirstModuleBase) % kModuleSpacing != 0) {
-    return nullptr;
-  }
-  std::size_t index = (module - kFirstModuleBase) / kModuleSpacing;
-  return index < modules_.size() ? &modules_[index] : nullptr;
-}
-
 FARPROC Kernel::GetProcAddressW(HMODULE module, LPCWSTR name) {
-  if (const Module* installed = InstalledModule(module)) {
-    if (!installed->present()) {
+  if (auto kept = keptModules_.find(module); kept != keptModules_.end()) {
+    if (IsMissing(*kept->second)) {
       context_.lastError = ERROR_INVALID_HANDLE;
       return nullptr;
     }
-    FARPROC found =
-        name == nullptr ? nullptr : installed->resolve(ZeroTerminated(name));
+    FARPROC found = name == nullptr ? nullptr : kept->second->exports(name);
     if (found == nullptr) context_.lastError = ERROR_PROC_NOT_FOUND;
     return found;
   }
-  if (context_.handles.Get<LoadedModule>(module) == nullptr) {
+  const auto* loaded = context_.handles.Get<LoadedModule>(module);
+  if (loaded == nullptr) {
     context_.lastError = ERROR_INVALID_HANDLE;
     return nullptr;
   }
-  if (name == nullptr || ZeroTerminated(name) != kRegisterExport) {
+  if (loaded->installed() != nullptr) {
+    FARPROC found =
+        name == nullptr ? nullptr : loaded->installed()->exports(name);
+    if (found == nullptr) context_.lastError = ERROR_PROC_NOT_FOUND;
+    return found;
+  }
+  if (name == nullptr || OrdinalOf(name) != 0 ||
+      ZeroTerminated(name) != kRegisterExport) {
     context_.lastError = ERROR_PROC_NOT_FOUND;
     return nullptr;
   }
@@ -209,13 +242,75 @@ FARPROC Kernel::GetProcAddressW(HMODULE module, LPCWSTR name) {
 }
 
 BOOL Kernel::FreeLibrary(HMODULE module) {
-  // Installed modules stay loaded for the life of the handheld.
-  if (InstalledModule(module) != nullptr) return TRUE;
+  if (keptModules_.count(module) != 0) return TRUE;  // stays loaded
   if (context_.handles.Get<LoadedModule>(module) == nullptr) {
     context_.lastError = ERROR_INVALID_HANDLE;
     return FALSE;
   }
   context_.handles.Close(module);
+  return TRUE;
+}
+
+void Kernel::InstallModule(std::u16string_view name, Module module) {
+  Module& installed = modules_[ModuleKey(name)] = std::move(module);
+  if (installed.keptLoaded) {
+    keptModules_[kFirstModuleBase + kModuleSpacing * keptModules_.size()] =
+        &installed;
+  }
+}
+
+bool Kernel::IsMissing(const Module& module) const {
+  return !module.missingFault.empty() &&
+         context_.faults.IsSet(module.missingFault);
+}
+
+HANDLE Kernel::HeapCreate(DWORD /*options*/, std::size_t /*initialSize*/,
+                          std::size_t /*maximumSize*/) {
+  if (context_.faults.IsSet("heap-create-fails")) {
+    context_.lastError = ERROR_NOT_ENOUGH_MEMORY;
+    return 0;
+  }
+  return context_.handles.Add(std::make_unique<PrivateHeap>());
+}
+
+void* Kernel::HeapAlloc(HANDLE heap, DWORD flags, std::size_t bytes) {
+  auto* owner = context_.handles.Get<PrivateHeap>(heap);
+  if (owner == nullptr) {
+    context_.lastError = ERROR_INVALID_HANDLE;
+    return nullptr;
+  }
+  if (bytes > kMaxHeapBlock) {
+    context_.lastError = ERROR_NOT_ENOUGH_MEMORY;
+    return nullptr;
+  }
+  std::size_t size = bytes == 0 ? 1 : bytes;
+  auto block = (flags & HEAP_ZERO_MEMORY) != 0
+                   ? std::make_unique<std::uint8_t[]>(size)
+                   : std::make_unique_for_overwrite<std::uint8_t[]>(size);
+  void* address = block.get();
+  owner->blocks.emplace(address, std::move(block));
+  return address;
+}
+
+BOOL Kernel::HeapFree(HANDLE heap, DWORD /*flags*/, void* block) {
+  auto* owner = context_.handles.Get<PrivateHeap>(heap);
+  if (owner == nullptr) {
+    context_.lastError = ERROR_INVALID_HANDLE;
+    return FALSE;
+  }
+  if (owner->blocks.erase(block) == 0) {
+    context_.lastError = ERROR_INVALID_PARAMETER;
+    return FALSE;
+  }
+  return TRUE;
+}
+
+BOOL Kernel::HeapDestroy(HANDLE heap) {
+  if (context_.handles.Get<PrivateHeap>(heap) == nullptr) {
+    context_.lastError = ERROR_INVALID_HANDLE;
+    return FALSE;
+  }
+  context_.handles.Close(heap);
   return TRUE;
 }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/api.h"
+#include "platform/msgstore.h"
 
 namespace device {
 namespace {
@@ -143,6 +144,70 @@ TEST(KernelParseTest, OsVersion) {
   EXPECT_FALSE(Kernel::ParseOsVersion("3.0.1.2", parts));
   EXPECT_FALSE(Kernel::ParseOsVersion("-3.0.1", parts));
   EXPECT_FALSE(Kernel::ParseOsVersion("3.0.99999999999", parts));
+}
+
+}  // namespace
+}  // namespace device
+
+namespace device {
+namespace {
+
+int FirstExport() { return 11; }
+
+class KernelModuleTest : public KernelTest {};
+
+TEST_F(KernelModuleTest, InstalledModuleAnswersByOrdinal) {
+  kernel_.InstallModule(
+      u"extra.dll", Kernel::Module{[](LPCWSTR name) -> FARPROC {
+                                     return OrdinalOf(name) == 5 ? &FirstExport
+                                                                 : nullptr;
+                                   },
+                                   "msgstore-missing"});
+  HMODULE module = kernel_.LoadLibraryW(u"\\Windows\\EXTRA.DLL");
+  ASSERT_NE(module, 0U);
+  FARPROC found = kernel_.GetProcAddressW(module, OrdinalName(5));
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(found(), 11);
+  context_.lastError = 0;
+  EXPECT_EQ(kernel_.GetProcAddressW(module, OrdinalName(6)), nullptr);
+  EXPECT_EQ(context_.lastError, ERROR_PROC_NOT_FOUND);
+  EXPECT_EQ(kernel_.GetProcAddressW(module, u"DllRegisterServer"), nullptr);
+  EXPECT_NE(kernel_.LoadLibraryW(u"extra"), 0U);
+  EXPECT_EQ(kernel_.FreeLibrary(module), TRUE);
+
+  ASSERT_TRUE(faults_.Set("msgstore-missing", "").ok());
+  EXPECT_EQ(kernel_.LoadLibraryW(u"extra.dll"), 0U);
+  EXPECT_EQ(context_.lastError, ERROR_MOD_NOT_FOUND);
+}
+
+TEST_F(KernelModuleTest, PimServerRefusesOrdinals) {
+  HMODULE module = kernel_.LoadLibraryW(u"pimstore.dll");
+  ASSERT_NE(module, 0U);
+  EXPECT_EQ(kernel_.GetProcAddressW(module, OrdinalName(1)), nullptr);
+  EXPECT_EQ(context_.lastError, ERROR_PROC_NOT_FOUND);
+}
+
+TEST_F(KernelTest, PrivateHeaps) {
+  HANDLE heap = kernel_.HeapCreate(0, 64, 0);
+  ASSERT_NE(heap, 0U);
+  auto* zeroed =
+      static_cast<BYTE*>(kernel_.HeapAlloc(heap, HEAP_ZERO_MEMORY, 8));
+  ASSERT_NE(zeroed, nullptr);
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(zeroed[i], 0);
+  void* other = kernel_.HeapAlloc(heap, 0, 2);
+  ASSERT_NE(other, nullptr);
+  EXPECT_EQ(kernel_.HeapFree(heap, 0, other), TRUE);
+  EXPECT_EQ(kernel_.HeapFree(heap, 0, other), FALSE);
+  EXPECT_EQ(context_.lastError, ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(kernel_.HeapAlloc(heap, 0, std::size_t{17} << 20), nullptr);
+  EXPECT_EQ(kernel_.HeapDestroy(heap), TRUE);
+  EXPECT_EQ(kernel_.HeapDestroy(heap), FALSE);
+  EXPECT_EQ(kernel_.HeapAlloc(heap, 0, 2), nullptr);
+  EXPECT_EQ(context_.lastError, ERROR_INVALID_HANDLE);
+
+  ASSERT_TRUE(faults_.Set("heap-create-fails", "").ok());
+  EXPECT_EQ(kernel_.HeapCreate(0, 64, 0), 0U);
+  EXPECT_EQ(context_.lastError, ERROR_NOT_ENOUGH_MEMORY);
 }
 
 }  // namespace

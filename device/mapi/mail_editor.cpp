@@ -105,7 +105,7 @@ std::vector<MailSummary> MailEditor::List() {
   for (int f = 1; f <= kMailFolderCount; ++f) {
     auto folder = static_cast<MailFolder>(f);
     for (DWORD key : store.MessageKeys(folder)) {
-      std::optional<StoredMessage> message = store.LoadMessage(key);
+      std::optional<MapiMessageData> message = store.LoadMessage(key);
       if (!message) continue;
       MailSummary summary;
       summary.key = key;

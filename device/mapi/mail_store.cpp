@@ -104,11 +104,11 @@ void MailStore::SaveProps(DWORD key, int part, ULONG row,
   }
 }
 
-std::optional<StoredMessage> MailStore::LoadMessage(DWORD key) {
+std::optional<MapiMessageData> MailStore::LoadMessage(DWORD key) {
   Statement& select =
       image_.Cached("SELECT folder FROM mapi_messages WHERE key=?");
   select.Bind(1, key);
-  std::optional<StoredMessage> message;
+  std::optional<MapiMessageData> message;
   if (select.Step()) {
     message.emplace();
     message->key = key;
@@ -130,7 +130,7 @@ std::optional<StoredMessage> MailStore::LoadMessage(DWORD key) {
   return message;
 }
 
-void MailStore::SaveMessage(const StoredMessage& message) {
+void MailStore::SaveMessage(const MapiMessageData& message) {
   image_
       .Prepare("INSERT OR REPLACE INTO mapi_messages(key, folder) VALUES(?, ?)")
       .Bind(1, message.key)

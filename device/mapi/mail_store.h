@@ -39,7 +39,7 @@ struct MapiProp {
 };
 using PropList = std::vector<MapiProp>;
 
-struct StoredMessage {
+struct MapiMessageData {
   DWORD key = 0;
   MailFolder folder = MailFolder::kInbox;
   PropList props;
@@ -64,12 +64,12 @@ class MailStore {
   // Keys of the folder's messages in ascending order.
   std::vector<DWORD> MessageKeys(MailFolder folder);
   DWORD MessageCount(MailFolder folder);
-  std::optional<StoredMessage> LoadMessage(DWORD key);
+  std::optional<MapiMessageData> LoadMessage(DWORD key);
   // A key for a new message (nothing is stored yet).
   DWORD NewKey() { return image_.NewOid(); }
   // Stores the message's row, properties and recipients, replacing what
   // the key held; attachments are kept.
-  void SaveMessage(const StoredMessage& message);
+  void SaveMessage(const MapiMessageData& message);
   // Removes the message with its recipients and attachments; false when
   // the key holds no message.
   bool DeleteMessage(DWORD key);

@@ -27,9 +27,11 @@ Mapi::~Mapi() {
   if (g_owner == this) g_owner = nullptr;
 }
 
-bool Mapi::Present() const { return !context_.faults.IsSet(kMissingFault); }
-
-FARPROC Mapi::Resolve(std::u16string_view name) {
+FARPROC Mapi::Resolve(LPCWSTR export_) {
+  // An ordinal (a number below 0x10000 in place of the pointer) names no
+  // export of this library.
+  if (reinterpret_cast<std::uintptr_t>(export_) < 0x10000) return nullptr;
+  std::u16string_view name(export_);
   FARPROC found = nullptr;
   if (name == u"MAPILogonEx") found = platform::AsFarProc(&Mapi::LogonExport);
   if (name == u"MAPIFreeBuffer")
@@ -170,7 +172,7 @@ HRESULT Mapi::OpenEntry(ULONG idSize, const ENTRYID* id, ULONG flags,
       return S_OK;
     }
   }
-  std::optional<StoredMessage> message = store_.LoadMessage(*key);
+  std::optional<MapiMessageData> message = store_.LoadMessage(*key);
   if (!message) return MAPI_E_NOT_FOUND;
   if (objectType != nullptr) *objectType = MAPI_MESSAGE;
   *object = Make<MapiMessage>(*this, std::move(*message), false,

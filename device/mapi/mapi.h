@@ -41,11 +41,9 @@ class Mapi {
   Mapi& operator=(const Mapi&) = delete;
   ~Mapi();
 
-  // Whether the library is on this handheld (the fault mapi-missing).
-  bool Present() const;
-  // The export `name` of the library, or null; makes this library the one
-  // the exports reach.
-  FARPROC Resolve(std::u16string_view name);
+  // The export `name` of the library, or null (also for an ordinal); makes
+  // this library the one the exports reach.
+  FARPROC Resolve(LPCWSTR name);
 
   MailStore& store() { return store_; }
   MapiAllocator& allocator() { return allocator_; }

@@ -75,7 +75,7 @@ HRESULT MapiFolder::OpenEntry(ULONG idSize, const ENTRYID* id, LPCIID /*iid*/,
 HRESULT MapiFolder::CreateMessage(LPCIID /*iid*/, ULONG /*flags*/,
                                   IMessage** message) {
   if (message == nullptr) return MAPI_E_INVALID_PARAMETER;
-  StoredMessage fresh;
+  MapiMessageData fresh;
   fresh.key = mapi_.store().NewKey();
   fresh.folder = folder_;
   *message = mapi_.Make<MapiMessage>(mapi_, std::move(fresh), true, true);

@@ -17,7 +17,7 @@ class Mapi;
 
 class MapiMessage final : public MapiObject<IMessage> {
  public:
-  MapiMessage(Mapi& mapi, StoredMessage message, bool isNew, bool writable)
+  MapiMessage(Mapi& mapi, MapiMessageData message, bool isNew, bool writable)
       : mapi_(mapi),
         message_(std::move(message)),
         isNew_(isNew),
@@ -48,7 +48,7 @@ class MapiMessage final : public MapiObject<IMessage> {
   PropList AllProps();
 
   Mapi& mapi_;
-  StoredMessage message_;
+  MapiMessageData message_;
   bool isNew_;
   bool writable_;
 };

@@ -126,9 +126,11 @@ TEST_F(MapiTest, AMessageIsStoredOnSaveAndEveryChangeIsLogged) {
       S_OK);
   EXPECT_FALSE(device_->mapi().store().LoadMessage(key));
   auto log = device_->changeLog().List(protocol::kMailLog);
-  ASSERT_EQ(log.size(), 1U);  // the latest change only
-  EXPECT_EQ(log[0].oid, key);
+  ASSERT_EQ(log.size(), 3U);  // newest first
+  for (const auto& entry : log) EXPECT_EQ(entry.oid, key);
   EXPECT_EQ(log[0].kind, 3);
+  EXPECT_EQ(log[1].kind, 2);
+  EXPECT_EQ(log[2].kind, 1);
   EXPECT_EQ(log[0].sequence, 3U);
 }
 

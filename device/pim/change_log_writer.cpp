@@ -73,34 +73,7 @@ void ChangeLogWriter::OnChange(int itemType, CEOID oid, int kind) {
 }
 
 Status ChangeLogWriter::AppendMail(CEOID oid, int kind) {
-  LastErrorKeeper keeper(context_);
-  CEOID written = 0;
-  Status appended = Append(protocol::kMailLog, oid, kind, &written);
-  if (!appended.ok()) return appended;
-  // One entry per message: its latest change. The mail handler looks a
-  // key up with CEDB_SEEK_VALUEFIRSTEQUAL and reads that entry's kind.
-  CEOID database = 0;
-  HANDLE log = store_.CeOpenDatabase(&database, protocol::kMailLog,
-                                     protocol::kLogEntryOid, 0, 0);
-  if (log == INVALID_HANDLE_VALUE) return Status::Ok();  // an older log
-  CEPROPVAL wanted;
-  std::memset(&wanted, 0, sizeof(wanted));
-  wanted.propid = protocol::kLogEntryOid;
-  wanted.val.lVal = static_cast<LONG>(oid);
-  std::vector<CEOID> earlier;
-  DWORD index = 0;
-  CEOID record =
-      store_.CeSeekDatabase(log, CEDB_SEEK_VALUEFIRSTEQUAL,
-                            reinterpret_cast<DWORD_PTR>(&wanted), &index);
-  while (record != 0) {
-    if (record != written) earlier.push_back(record);
-    record =
-        store_.CeSeekDatabase(log, CEDB_SEEK_VALUENEXTEQUAL,
-                              reinterpret_cast<DWORD_PTR>(&wanted), &index);
-  }
-  for (CEOID old : earlier) store_.CeDeleteRecord(log, old);
-  context_.handles.Close(log);
-  return Status::Ok();
+  return Append(protocol::kMailLog, oid, kind);
 }
 
 Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid,

@@ -67,10 +67,8 @@ class ChangeLogWriter {
   void OnChange(int itemType, CEOID oid, int kind);
 
   // Logs a change of the mail message `oid` with the next sequence of the
-  // mail log and removes the message's earlier entries, so that the log
-  // holds each message's latest change only. Fails, leaving log and
-  // registry as they were, when the log cannot be created or written or
-  // the registry value is no REG_DWORD.
+  // mail log. Fails, leaving log and registry as they were, when the log
+  // cannot be created or written or the registry value is no REG_DWORD.
   Status AppendMail(CEOID oid, int kind);
 
   // Logs a change in the log `logName` (one of the four names above) with
