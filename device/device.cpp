@@ -8,6 +8,7 @@
 #include "device/kernel/kernel.h"
 #include "device/kernel/ole_date.h"
 #include "device/kernel/time_zone.h"
+#include "device/mapi/mapi.h"
 #include "device/msgstore/message_store.h"
 #include "device/msgstore/msgstore_library.h"
 #include "device/msgstore/store_mail.h"
@@ -88,6 +89,17 @@ Device::Device(std::unique_ptr<DeviceImage> image)
     kernel->GetLocalTime(&now);
     return SystemTimeToOleDate(now);
   });
+  mapi_ = std::make_unique<Mapi>(context_);
+  mapi_->SetChangeHook([changeLog](DWORD key, int kind) {
+    // The log's own failures cannot fail the store's caller; the writer
+    // keeps the log and the registry as they were then.
+    (void)changeLog->AppendMail(key, kind);
+  });
+  Mapi* mapi = mapi_.get();
+  kernel_->InstallModule(
+      Mapi::kModuleName,
+      Kernel::Module{[mapi](LPCWSTR name) { return mapi->Resolve(name); },
+                     std::string(Mapi::kMissingFault), true});
   FileSystem* files = files_.get();
   objectStore_->SetFileInfoSource([files](CEOID oid, CEOIDINFO* info) {
     return files->GetOidInfo(oid, info);
@@ -97,6 +109,7 @@ Device::Device(std::unique_ptr<DeviceImage> image)
 Device::~Device() {
   // Open objects may refer to the services; they go first.
   handles_.CloseAll();
+  mapi_->EndConversation();
 }
 
 Status Device::ValidateInitOptions(const InitOptions& options) {
@@ -179,6 +192,7 @@ void Device::SetMessageOutput(std::ostream* out) { ui_->SetOutput(out); }
 
 void Device::BeginConversation() {
   handles_.CloseAll();
+  mapi_->EndConversation();
   richInk_->DestroyAllWindows();
   context_.lastError = ERROR_SUCCESS;
   std::int64_t number =
@@ -190,6 +204,7 @@ void Device::BeginConversation() {
 void Device::EndConversation() {
   // The remote API server's invocation ends: what it left open goes.
   handles_.CloseAll();
+  mapi_->EndConversation();
   richInk_->DestroyAllWindows();
   msgStoreLibrary_->EndConversation();
 }

@@ -24,6 +24,7 @@ class ObjectStore;
 class FileSystem;
 class RichInk;
 class ChangeLogWriter;
+class Mapi;
 class MessageStore;
 class MsgStoreLibrary;
 class StoreMail;
@@ -73,6 +74,8 @@ class Device {
   // The handheld's component that keeps the change logs of the object
   // model's items; every application object of the device reports to it.
   ChangeLogWriter& changeLog() { return *changeLog_; }
+  // The messaging library "CEMAPI.DLL" and the default message store.
+  Mapi& mapi() { return *mapi_; }
   // The older message store ("\PMAILDB", "msgstore.dll") and the user's
   // mail in it.
   MessageStore& messageStore() { return *messageStore_; }
@@ -110,6 +113,7 @@ class Device {
   std::unique_ptr<FileSystem> files_;
   std::unique_ptr<RichInk> richInk_;
   std::unique_ptr<ChangeLogWriter> changeLog_;
+  std::unique_ptr<Mapi> mapi_;
   std::unique_ptr<MessageStore> messageStore_;
   std::unique_ptr<MsgStoreLibrary> msgStoreLibrary_;
   std::unique_ptr<StoreMail> storeMail_;

@@ -196,6 +196,11 @@ HMODULE Kernel::LoadLibraryW(LPCWSTR name) {
       context_.lastError = ERROR_MOD_NOT_FOUND;
       return 0;
     }
+    if (installed->second.keptLoaded) {
+      for (const auto& [handle, kept] : keptModules_) {
+        if (kept == &installed->second) return handle;
+      }
+    }
     return context_.handles.Add(
         std::make_unique<LoadedModule>(&installed->second));
   }
@@ -207,6 +212,15 @@ HMODULE Kernel::LoadLibraryW(LPCWSTR name) {
 }
 
 FARPROC Kernel::GetProcAddressW(HMODULE module, LPCWSTR name) {
+  if (auto kept = keptModules_.find(module); kept != keptModules_.end()) {
+    if (IsMissing(*kept->second)) {
+      context_.lastError = ERROR_INVALID_HANDLE;
+      return nullptr;
+    }
+    FARPROC found = name == nullptr ? nullptr : kept->second->exports(name);
+    if (found == nullptr) context_.lastError = ERROR_PROC_NOT_FOUND;
+    return found;
+  }
   const auto* loaded = context_.handles.Get<LoadedModule>(module);
   if (loaded == nullptr) {
     context_.lastError = ERROR_INVALID_HANDLE;
@@ -228,6 +242,7 @@ FARPROC Kernel::GetProcAddressW(HMODULE module, LPCWSTR name) {
 }
 
 BOOL Kernel::FreeLibrary(HMODULE module) {
+  if (keptModules_.count(module) != 0) return TRUE;  // stays loaded
   if (context_.handles.Get<LoadedModule>(module) == nullptr) {
     context_.lastError = ERROR_INVALID_HANDLE;
     return FALSE;
@@ -237,7 +252,16 @@ BOOL Kernel::FreeLibrary(HMODULE module) {
 }
 
 void Kernel::InstallModule(std::u16string_view name, Module module) {
-  modules_[ModuleKey(name)] = std::move(module);
+  Module& installed = modules_[ModuleKey(name)] = std::move(module);
+  if (installed.keptLoaded) {
+    keptModules_[kFirstModuleBase + kModuleSpacing * keptModules_.size()] =
+        &installed;
+  }
+}
+
+bool Kernel::IsMissing(const Module& module) const {
+  return !module.missingFault.empty() &&
+         context_.faults.IsSet(module.missingFault);
 }
 
 HANDLE Kernel::HeapCreate(DWORD /*options*/, std::size_t /*initialSize*/,

@@ -51,11 +51,20 @@ class Kernel final : public platform::Kernel {
   // it fails with ERROR_MOD_NOT_FOUND while the fault `missingFault` is set
   // (when one is given). `name` is matched without regard to ASCII case,
   // with or without its extension and folder.
+  //
+  // A module with `keptLoaded` is loaded at a fixed base address outside
+  // the handle table: its handle stays valid from one conversation to the
+  // next, as a library a process keeps loaded does, FreeLibrary leaves it
+  // loaded, and while `missingFault` is set the handle finds no exports
+  // (NULL + ERROR_INVALID_HANDLE).
   struct Module {
     std::function<FARPROC(LPCWSTR)> exports;
     std::string missingFault;
+    bool keptLoaded = false;
   };
   void InstallModule(std::u16string_view name, Module module);
+  static constexpr HMODULE kFirstModuleBase = 0x10000000;
+  static constexpr HMODULE kModuleSpacing = 0x00100000;
 
   // SetLastError / GetLastError: the context's last error.
   // CloseHandle: FALSE + ERROR_INVALID_HANDLE for a handle that is not open.
@@ -87,7 +96,11 @@ class Kernel final : public platform::Kernel {
   const TimeZone* CurrentZone();
 
   DeviceContext& context_;
+  bool IsMissing(const Module& module) const;
+
   std::map<std::u16string, Module> modules_;
+  // Fixed handles of the modules kept loaded.
+  std::map<HMODULE, const Module*> keptModules_;
   std::function<std::int64_t()> clock_;
   std::string zoneName_;
   std::optional<TimeZone> zone_;

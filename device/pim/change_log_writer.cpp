@@ -78,8 +78,13 @@ Status ChangeLogWriter::AppendMail(CEOID oid, int kind) {
 
 Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid,
                                int kind) {
-  if (!IsLogName(logName)) return UnknownLog(logName);
   LastErrorKeeper keeper(context_);
+  return Append(logName, oid, kind, nullptr);
+}
+
+Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid, int kind,
+                               CEOID* entry) {
+  if (!IsLogName(logName)) return UnknownLog(logName);
   Result<DWORD> current = ReadSequence(logName);
   if (!current.ok()) return current.status();
   DWORD next = *current + 1;
@@ -96,6 +101,7 @@ Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid,
     }
     return stored;
   }
+  if (entry != nullptr) *entry = *written;
   return Status::Ok();
 }
 
@@ -167,9 +173,13 @@ HANDLE ChangeLogWriter::OpenLog(std::u16string_view logName, bool create) {
       context_.lastError != ERROR_FILE_NOT_FOUND) {
     return log;
   }
-  SORTORDERSPEC sort = {protocol::kLogEntrySequence, CEDB_SORT_DESCENDING};
-  if (store_.CeCreateDatabase(name.c_str(), kChangeLogDatabaseType, 1, &sort) ==
-      0) {
+  // The mail log is also sorted on the record key: the mail handler looks
+  // a message up there by its key (CEDB_SEEK_VALUEFIRSTEQUAL).
+  SORTORDERSPEC sorts[2] = {{protocol::kLogEntrySequence, CEDB_SORT_DESCENDING},
+                            {protocol::kLogEntryOid, 0}};
+  WORD sortCount = logName == protocol::kMailLog ? 2 : 1;
+  if (store_.CeCreateDatabase(name.c_str(), kChangeLogDatabaseType, sortCount,
+                              sorts) == 0) {
     return INVALID_HANDLE_VALUE;
   }
   oid = 0;
