@@ -8,6 +8,7 @@
 #include "device/kernel/kernel.h"
 #include "device/kernel/ole_date.h"
 #include "device/kernel/time_zone.h"
+#include "device/mapi/mapi.h"
 #include "device/objstore/object_store.h"
 #include "device/pim/change_log_writer.h"
 #include "device/registry/registry.h"
@@ -75,6 +76,16 @@ Device::Device(std::unique_ptr<DeviceImage> image)
     kernel->GetLocalTime(&now);
     return SystemTimeToOleDate(now);
   });
+  mapi_ = std::make_unique<Mapi>(context_);
+  mapi_->SetChangeHook([changeLog](DWORD key, int kind) {
+    // The log's own failures cannot fail the store's caller; the writer
+    // keeps the log and the registry as they were then.
+    (void)changeLog->AppendMail(key, kind);
+  });
+  Mapi* mapi = mapi_.get();
+  kernel_->InstallModule(Kernel::Module{
+      std::u16string(Mapi::kModuleName), [mapi]() { return mapi->Present(); },
+      [mapi](std::u16string_view name) { return mapi->Resolve(name); }});
   FileSystem* files = files_.get();
   objectStore_->SetFileInfoSource([files](CEOID oid, CEOIDINFO* info) {
     return files->GetOidInfo(oid, info);
@@ -84,6 +95,7 @@ Device::Device(std::unique_ptr<DeviceImage> image)
 Device::~Device() {
   // Open objects may refer to the services; they go first.
   handles_.CloseAll();
+  mapi_->EndConversation();
 }
 
 Status Device::ValidateInitOptions(const InitOptions& options) {
@@ -166,6 +178,7 @@ void Device::SetMessageOutput(std::ostream* out) { ui_->SetOutput(out); }
 
 void Device::BeginConversation() {
   handles_.CloseAll();
+  mapi_->EndConversation();
   richInk_->DestroyAllWindows();
   context_.lastError = ERROR_SUCCESS;
   std::int64_t number =
@@ -177,6 +190,7 @@ void Device::BeginConversation() {
 void Device::EndConversation() {
   // The remote API server's invocation ends: what it left open goes.
   handles_.CloseAll();
+  mapi_->EndConversation();
   richInk_->DestroyAllWindows();
 }
 

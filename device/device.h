@@ -24,6 +24,7 @@ class ObjectStore;
 class FileSystem;
 class RichInk;
 class ChangeLogWriter;
+class Mapi;
 
 struct InitOptions {
   // MAJOR.MINOR.BUILD of the handheld's operating system.
@@ -70,6 +71,8 @@ class Device {
   // The handheld's component that keeps the change logs of the object
   // model's items; every application object of the device reports to it.
   ChangeLogWriter& changeLog() { return *changeLog_; }
+  // The messaging library "CEMAPI.DLL" and the default message store.
+  Mapi& mapi() { return *mapi_; }
 
   // Where message boxes are written (standard error unless changed).
   void SetMessageOutput(std::ostream* out);
@@ -95,6 +98,7 @@ class Device {
   std::unique_ptr<FileSystem> files_;
   std::unique_ptr<RichInk> richInk_;
   std::unique_ptr<ChangeLogWriter> changeLog_;
+  std::unique_ptr<Mapi> mapi_;
 };
 
 // Installs a device's services for the lifetime of this object and restores

@@ -26,6 +26,7 @@ void DefineChangelog(CLI::App& app, Work& work);
 void DefinePim(CLI::App& app, Work& work);
 void DefinePassword(CLI::App& app, Work& work);
 void DefineNotes(CLI::App& app, Work& work);
+void DefineMail(CLI::App& app, Work& work);
 
 }  // namespace cli
 

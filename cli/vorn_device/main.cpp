@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
   cli::DefinePim(app, work);
   cli::DefinePassword(app, work);
   cli::DefineNotes(app, work);
+  cli::DefineMail(app, work);
   cli_common::AddHelpCommand(app);
   if (auto stop = cli_common::ParseCommandLine(app, argc, argv)) return *stop;
   return work();

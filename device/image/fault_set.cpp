@@ -40,6 +40,12 @@ const std::vector<FaultInfo>& FaultSet::Catalog() {
       {"task-save", "HRESULT [COUNT]",
        "ITask::Save returns this HRESULT (e.g. 0x80004005) without saving; "
        "with COUNT only the next COUNT saves fail"},
+      {"mapi-missing", "",
+       "LoadLibraryW(\"CEMAPI.DLL\") fails and a module loaded before "
+       "gives no exports"},
+      {"mapi-busy", "FOLDER COUNT",
+       "WaitForCompletion on the contents table of FOLDER (deleted, drafts, "
+       "sent, outbox, inbox) times out the next COUNT times"},
   };
   return kCatalog;
 }

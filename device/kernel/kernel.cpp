@@ -155,6 +155,16 @@ HMODULE Kernel::LoadLibraryW(LPCWSTR name) {
   if (slash != std::u16string_view::npos) module.remove_prefix(slash + 1);
   bool isPimServer = EqualsIgnoringAsciiCase(module, kPimServerModule) ||
                      EqualsIgnoringAsciiCase(module, kPimServerBaseName);
+  for (std::size_t i = 0; i < modules_.size(); ++i) {
+    std::u16string_view name = modules_[i].name;
+    std::u16string_view base = name.substr(0, name.rfind(u'.'));
+    if (!EqualsIgnoringAsciiCase(module, name) &&
+        !EqualsIgnoringAsciiCase(module, base)) {
+      continue;
+    }
+    if (!modules_[i].present()) break;
+    return kFirstModuleBase + kModuleSpacing * i;
+  }
   if (!isPimServer || context_.faults.IsSet("pimstore-missing")) {
     context_.lastError = ERROR_MOD_NOT_FOUND;
     return 0;
@@ -162,7 +172,30 @@ HMODULE Kernel::LoadLibraryW(LPCWSTR name) {
   return context_.handles.Add(std::make_unique<LoadedModule>());
 }
 
+void Kernel::InstallModule(Module module) {
+  modules_.push_back(std::move(module));
+}
+
+const Kernel::Module* Kernel::InstalledModule(HMODULE module) const {
+  if (module < kFirstModuleBase ||
+      (module - kFirstModuleBase) % kModuleSpacing != 0) {
+    return nullptr;
+  }
+  std::size_t index = (module - kFirstModuleBase) / kModuleSpacing;
+  return index < modules_.size() ? &modules_[index] : nullptr;
+}
+
 FARPROC Kernel::GetProcAddressW(HMODULE module, LPCWSTR name) {
+  if (const Module* installed = InstalledModule(module)) {
+    if (!installed->present()) {
+      context_.lastError = ERROR_INVALID_HANDLE;
+      return nullptr;
+    }
+    FARPROC found =
+        name == nullptr ? nullptr : installed->resolve(ZeroTerminated(name));
+    if (found == nullptr) context_.lastError = ERROR_PROC_NOT_FOUND;
+    return found;
+  }
   if (context_.handles.Get<LoadedModule>(module) == nullptr) {
     context_.lastError = ERROR_INVALID_HANDLE;
     return nullptr;
@@ -176,6 +209,8 @@ FARPROC Kernel::GetProcAddressW(HMODULE module, LPCWSTR name) {
 }
 
 BOOL Kernel::FreeLibrary(HMODULE module) {
+  // Installed modules stay loaded for the life of the handheld.
+  if (InstalledModule(module) != nullptr) return TRUE;
   if (context_.handles.Get<LoadedModule>(module) == nullptr) {
     context_.lastError = ERROR_INVALID_HANDLE;
     return FALSE;

@@ -5,7 +5,8 @@
 // (MAJOR.MINOR.BUILD) and the time zone its meta value "tz" (an IANA name
 // read from the host's zone data). The only module that can be loaded is
 // the object model server "pimstore.dll" (unless the fault
-// "pimstore-missing" is set); its one export is "DllRegisterServer".
+// "pimstore-missing" is set; its one export is "DllRegisterServer") and the
+// modules other services install (InstallModule).
 #ifndef VORN_DEVICE_KERNEL_KERNEL_H_
 #define VORN_DEVICE_KERNEL_KERNEL_H_
 
@@ -13,6 +14,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "device/image/device_context.h"
 #include "device/kernel/time_zone.h"
@@ -36,6 +38,22 @@ class Kernel final : public platform::Kernel {
   // `parts`; false when `text` is anything else.
   static bool ParseOsVersion(std::string_view text, DWORD (&parts)[3]);
 
+  // A module another service of the handheld provides. Its handle is a
+  // fixed base address outside the handle table, so it stays valid from
+  // one conversation to the next, as a library a process keeps loaded does.
+  struct Module {
+    // The file name, matched without regard to ASCII case, with or without
+    // its extension.
+    std::u16string name;
+    // Whether the module is on this handheld now (faults can remove it).
+    std::function<bool()> present;
+    // The export `name`, or null.
+    std::function<FARPROC(std::u16string_view name)> resolve;
+  };
+  void InstallModule(Module module);
+  static constexpr HMODULE kFirstModuleBase = 0x10000000;
+  static constexpr HMODULE kModuleSpacing = 0x00100000;
+
   // The image's meta values that the kernel answers from.
   static constexpr std::string_view kOsVersionMeta = "os";
   static constexpr std::string_view kTimeZoneMeta = "tz";
@@ -50,9 +68,10 @@ class Kernel final : public platform::Kernel {
   // GetTimeZoneInformation: TIME_ZONE_ID_INVALID + ERROR_CALL_NOT_IMPLEMENTED
   //   when the image's zone cannot be read; the structure is then untouched.
   // LoadLibraryW: NULL + ERROR_MOD_NOT_FOUND for any module but
-  //   "pimstore.dll" (any case). GetProcAddressW: NULL + ERROR_INVALID_HANDLE
-  //   for a handle that is not a loaded module, NULL + ERROR_PROC_NOT_FOUND
-  //   for a name other than "DllRegisterServer".
+  //   "pimstore.dll" (any case) and the installed modules that are present.
+  //   GetProcAddressW: NULL + ERROR_INVALID_HANDLE for a handle that is not
+  //   a loaded module (or an installed module no longer present), NULL +
+  //   ERROR_PROC_NOT_FOUND for a name the module does not export.
 #define VORN_DECLARE_OVERRIDE(result, name, params, args) \
   result name params override;
   VORN_KERNEL_CALLS(VORN_DECLARE_OVERRIDE)
@@ -67,7 +86,11 @@ class Kernel final : public platform::Kernel {
   // The image's zone, loaded once per zone name.
   const TimeZone* CurrentZone();
 
+  // The installed module of a handle, or null.
+  const Module* InstalledModule(HMODULE module) const;
+
   DeviceContext& context_;
+  std::vector<Module> modules_;
   std::function<std::int64_t()> clock_;
   std::string zoneName_;
   std::optional<TimeZone> zone_;

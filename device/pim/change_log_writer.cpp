@@ -73,13 +73,45 @@ void ChangeLogWriter::OnChange(int itemType, CEOID oid, int kind) {
 }
 
 Status ChangeLogWriter::AppendMail(CEOID oid, int kind) {
-  return Append(protocol::kMailLog, oid, kind);
+  LastErrorKeeper keeper(context_);
+  CEOID written = 0;
+  Status appended = Append(protocol::kMailLog, oid, kind, &written);
+  if (!appended.ok()) return appended;
+  // One entry per message: its latest change. The mail handler looks a
+  // key up with CEDB_SEEK_VALUEFIRSTEQUAL and reads that entry's kind.
+  CEOID database = 0;
+  HANDLE log = store_.CeOpenDatabase(&database, protocol::kMailLog,
+                                     protocol::kLogEntryOid, 0, 0);
+  if (log == INVALID_HANDLE_VALUE) return Status::Ok();  // an older log
+  CEPROPVAL wanted;
+  std::memset(&wanted, 0, sizeof(wanted));
+  wanted.propid = protocol::kLogEntryOid;
+  wanted.val.lVal = static_cast<LONG>(oid);
+  std::vector<CEOID> earlier;
+  DWORD index = 0;
+  CEOID record =
+      store_.CeSeekDatabase(log, CEDB_SEEK_VALUEFIRSTEQUAL,
+                            reinterpret_cast<DWORD_PTR>(&wanted), &index);
+  while (record != 0) {
+    if (record != written) earlier.push_back(record);
+    record =
+        store_.CeSeekDatabase(log, CEDB_SEEK_VALUENEXTEQUAL,
+                              reinterpret_cast<DWORD_PTR>(&wanted), &index);
+  }
+  for (CEOID old : earlier) store_.CeDeleteRecord(log, old);
+  context_.handles.Close(log);
+  return Status::Ok();
 }
 
 Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid,
                                int kind) {
-  if (!IsLogName(logName)) return UnknownLog(logName);
   LastErrorKeeper keeper(context_);
+  return Append(logName, oid, kind, nullptr);
+}
+
+Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid, int kind,
+                               CEOID* entry) {
+  if (!IsLogName(logName)) return UnknownLog(logName);
   Result<DWORD> current = ReadSequence(logName);
   if (!current.ok()) return current.status();
   DWORD next = *current + 1;
@@ -96,6 +128,7 @@ Status ChangeLogWriter::Append(std::u16string_view logName, CEOID oid,
     }
     return stored;
   }
+  if (entry != nullptr) *entry = *written;
   return Status::Ok();
 }
 
@@ -167,9 +200,13 @@ HANDLE ChangeLogWriter::OpenLog(std::u16string_view logName, bool create) {
       context_.lastError != ERROR_FILE_NOT_FOUND) {
     return log;
   }
-  SORTORDERSPEC sort = {protocol::kLogEntrySequence, CEDB_SORT_DESCENDING};
-  if (store_.CeCreateDatabase(name.c_str(), kChangeLogDatabaseType, 1, &sort) ==
-      0) {
+  // The mail log is also sorted on the record key: the mail handler looks
+  // a message up there by its key (CEDB_SEEK_VALUEFIRSTEQUAL).
+  SORTORDERSPEC sorts[2] = {{protocol::kLogEntrySequence, CEDB_SORT_DESCENDING},
+                            {protocol::kLogEntryOid, 0}};
+  WORD sortCount = logName == protocol::kMailLog ? 2 : 1;
+  if (store_.CeCreateDatabase(name.c_str(), kChangeLogDatabaseType, sortCount,
+                              sorts) == 0) {
     return INVALID_HANDLE_VALUE;
   }
   oid = 0;

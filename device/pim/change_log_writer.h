@@ -12,7 +12,9 @@
 // (0x12020003) and the change kind (0x12030003: 1 added, 2 changed,
 // 3 deleted). A log is created on its first entry with database type
 // kChangeLogDatabaseType and one sort order, descending on the sequence, so
-// that a walk from the beginning of the log meets the newest entry first.
+// that a walk from the beginning of the log meets the newest entry first;
+// the mail log has a second one, ascending on the record key, by which the
+// mail handler finds a message's entries.
 //
 // The current sequence of a log is the REG_DWORD under HKLM
 // "SOFTWARE\Orvanet" whose value name is the log's name itself (leading
@@ -65,8 +67,10 @@ class ChangeLogWriter {
   void OnChange(int itemType, CEOID oid, int kind);
 
   // Logs a change of the mail message `oid` with the next sequence of the
-  // mail log. Fails, leaving log and registry as they were, when the log
-  // cannot be created or written or the registry value is no REG_DWORD.
+  // mail log and removes the message's earlier entries, so that the log
+  // holds each message's latest change only. Fails, leaving log and
+  // registry as they were, when the log cannot be created or written or
+  // the registry value is no REG_DWORD.
   Status AppendMail(CEOID oid, int kind);
 
   // Logs a change in the log `logName` (one of the four names above) with
@@ -102,6 +106,8 @@ class ChangeLogWriter {
   // and `create` is set. INVALID_HANDLE_VALUE when it is not there (with
   // ERROR_FILE_NOT_FOUND in the last error) or cannot be made.
   HANDLE OpenLog(std::u16string_view logName, bool create);
+  // Append, also giving the new entry's record OID.
+  Status Append(std::u16string_view logName, CEOID oid, int kind, CEOID* entry);
   // Adds one entry; returns the entry's record OID.
   Result<CEOID> WriteEntry(std::u16string_view logName, CEOID oid,
                            DWORD sequence, DWORD kind);
