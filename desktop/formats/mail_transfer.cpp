@@ -1,6 +1,7 @@
 #include "desktop/formats/mail_transfer.h"
 
 #include <algorithm>
+#include <set>
 #include <string>
 
 #include "desktop/base/utf16.h"
@@ -31,7 +32,14 @@ Result<FetchedMail> MailTransfer::Fetch(std::span<const std::uint32_t> keys,
       protocol::DataType::kMail, keys, MailRecord::PropertyKindOf);
   if (!batch.ok()) return batch.status();
   out.missing = std::move(batch->missing);
+  // A key the handheld does not know comes back as an empty record with
+  // another key (the bytes it reserved for the record's header).
+  std::set<std::uint32_t> asked(keys.begin(), keys.end());
+  std::set<std::uint32_t> seen;
   for (const WireRecord& record : batch->records) {
+    if (asked.count(record.oid) == 0 || !seen.insert(record.oid).second) {
+      continue;
+    }
     Result<MailMessage> message =
         MailRecord::FromWireRecord(record, *store, clock_);
     if (!message.ok()) return message.status();
@@ -48,6 +56,13 @@ Result<FetchedMail> MailTransfer::Fetch(std::span<const std::uint32_t> keys,
       }
     }
     out.messages.push_back(std::move(*message));
+  }
+  for (std::uint32_t key : keys) {
+    if (seen.count(key) == 0 &&
+        std::find(out.missing.begin(), out.missing.end(), key) ==
+            out.missing.end()) {
+      out.missing.push_back(key);
+    }
   }
   return out;
 }

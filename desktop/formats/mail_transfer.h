@@ -27,7 +27,7 @@ namespace desktop {
 
 struct FetchedMail {
   std::vector<MailMessage> messages;   // in the order asked for
-  std::vector<std::uint32_t> missing;  // keys the handheld did not send
+  std::vector<std::uint32_t> missing;  // keys the handheld does not have
 };
 
 class MailTransfer {

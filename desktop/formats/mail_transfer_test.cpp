@@ -89,6 +89,20 @@ TEST_F(MailTransferTest, FailsWhenAnAttachmentFileIsGone) {
       << fetched.status().message();
 }
 
+TEST_F(MailTransferTest, AnUnknownKeyIsMissing) {
+  stream_.AddReply(LE32(1));
+  // The handheld answers an unknown key with the seven bytes it reserved,
+  // as they were (here the list header's state), and counts it.
+  Bytes known = Cat({{1, 0}, LE32(5), {1}, LE32(5), Counted(u"K")});
+  stream_.AddReply(Cat({{1, 0}, LE32(2), {1}, {1, 0}, LE32(0), {0}, known}));
+  const std::uint32_t keys[] = {99, 5};
+  Result<FetchedMail> fetched = transfer_.Fetch(keys);
+  ASSERT_TRUE(fetched.ok()) << fetched.status().message();
+  ASSERT_EQ(fetched->messages.size(), 1U);
+  EXPECT_EQ(fetched->messages[0].subject, u"K");
+  EXPECT_EQ(fetched->missing, (std::vector<std::uint32_t>{99}));
+}
+
 TEST_F(MailTransferTest, AddsAMessageAfterItsAttachmentFiles) {
   stream_.AddReply(FileReply(true, {7}));    // \vorn-mail-1.tmp exists
   stream_.AddReply(FileReply(false, {}));    // \vorn-mail-2.tmp does not
