@@ -26,7 +26,7 @@ std::vector<std::uint8_t> Pattern(std::size_t size, int seed) {
   return out;
 }
 
-MailMessage Sample(std::vector<std::size_t> sizes) {
+MailMessage Sample(const std::vector<std::size_t>& sizes) {
   MailMessage message;
   message.from = u"ann@example.org";
   message.to = u"bob@example.org;cy@example.org";
