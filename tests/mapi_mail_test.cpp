@@ -43,6 +43,7 @@ TEST_F(MapiMailTest, AnOutboxMessageIsListedAndDeletableButNotCounted) {
 
 TEST_F(MapiMailTest, RowsInDescendingOrderStillListAscending) {
   std::vector<std::uint32_t> keys;
+  keys.reserve(5);
   for (int i = 0; i < 5; ++i) keys.push_back(AddIn(MailFolder::kInbox));
   mapi().SetDescendingRows(true);
   EXPECT_EQ(One({13, kMail}), ListOf(keys));

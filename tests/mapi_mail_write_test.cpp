@@ -91,8 +91,12 @@ class MapiMailWriteTest : public MapiMailTest {
       const std::vector<std::pair<std::u16string, std::u16string>>& files) {
     std::u16string text = ToText(files.size()) + u" ";
     for (const auto& [path, name] : files) {
-      text +=
-          ToText(path.size()) + u" " + path + ToText(name.size()) + u" " + name;
+      text += ToText(path.size());
+      text += u" ";
+      text += path;
+      text += ToText(name.size());
+      text += u" ";
+      text += name;
     }
     return text;
   }

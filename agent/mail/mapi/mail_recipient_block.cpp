@@ -46,16 +46,18 @@ void MailRecipientBlock::Split(LPCWSTR list, ULONG type) {
     if (i == length) break;
     std::size_t start = i;
     while (i < length && list[i] != u';') ++i;
-    addresses_.emplace_back(list + start, list + i);
+    addresses_.push_back(
+        std::make_unique<std::u16string>(list + start, list + i));
     if (i < length) ++i;  // past the ";"
-    std::array<SPropValue, 3>& values = values_.emplace_back();
+    values_.push_back(std::make_unique<std::array<SPropValue, 3>>());
+    std::array<SPropValue, 3>& values = *values_.back();
     values = {};
     values[0].ulPropTag = PR_RECIPIENT_TYPE;
     values[0].Value.ul = type;
     values[1].ulPropTag = PR_ADDRTYPE;
     values[1].Value.lpszW = const_cast<LPWSTR>(kAddressType);
     values[2].ulPropTag = PR_EMAIL_ADDRESS;
-    values[2].Value.lpszW = addresses_.back().data();
+    values[2].Value.lpszW = addresses_.back()->data();
     entries_.push_back(ADRENTRY{0, 3, values.data()});
   }
 }

@@ -16,7 +16,7 @@
 #define VORN_AGENT_MAIL_MAPI_MAIL_RECIPIENT_BLOCK_H_
 
 #include <array>
-#include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,8 +45,9 @@ class MailRecipientBlock {
   void Split(LPCWSTR list, ULONG type);
 
   void* block_ = nullptr;
-  std::deque<std::u16string> addresses_;
-  std::deque<std::array<SPropValue, 3>> values_;
+  // Owned one by one, so that the pointers in the entries stay valid.
+  std::vector<std::unique_ptr<std::u16string>> addresses_;
+  std::vector<std::unique_ptr<std::array<SPropValue, 3>>> values_;
   std::vector<ADRENTRY> entries_;
 };
 
