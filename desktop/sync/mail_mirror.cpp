@@ -162,8 +162,8 @@ std::string Fingerprint(const MailMessage& message) {
     all += piece;
   };
   for (const std::u16string* text :
-       {&message.from, &message.to, &message.cc, &message.bcc,
-        &message.subject, &message.body, &message.message_id}) {
+       {&message.from, &message.to, &message.cc, &message.bcc, &message.subject,
+        &message.body, &message.message_id}) {
     add(Utf16ToUtf8(*text));
   }
   add(message.time ? message.time->ToIso() : "");
