@@ -30,6 +30,21 @@ std::optional<std::size_t> Number(std::u16string_view list, std::size_t& at) {
   return value;
 }
 
+constexpr std::uint32_t kStoreRead = 0x10000;
+constexpr std::pair<MailFolder, std::uint32_t> kStoreFolders[] = {
+    {MailFolder::kInbox, 0xFE},
+    {MailFolder::kOutbox, 0xFD},
+    {MailFolder::kSent, 0xFC},
+    {MailFolder::kDrafts, 0xFB},
+    {MailFolder::kOther, 0xFA}};
+
+// The two strings of an attachment in the order of `store`.
+std::pair<std::u16string*, std::u16string*> Strings(MailAttachment& a,
+                                                    MailStore store) {
+  if (store == MailStore::kMapi) return {&a.device_file, &a.name};
+  return {&a.name, &a.device_file};
+}
+
 std::u16string Decimal(std::size_t value) {
   std::u16string out;
   for (char c : std::to_string(value)) out += static_cast<char16_t>(c);
@@ -62,6 +77,29 @@ std::optional<PropertyKind> MailRecord::PropertyKindOf(std::uint32_t id) {
     default:
       return std::nullopt;
   }
+}
+
+std::uint32_t MailRecord::FolderWord(MailStore store, MailFolder folder,
+                                     bool read) {
+  if (store == MailStore::kMapi) return MailFolderWord(folder, read);
+  std::uint32_t word = 0;
+  for (const auto& [known, code] : kStoreFolders) {
+    if (known == folder) word = code;
+  }
+  return read ? (word | kStoreRead) : word;
+}
+
+MailFolder MailRecord::FolderOfWord(MailStore store, std::uint32_t word) {
+  if (store == MailStore::kMapi) return MailFolderOfWord(word);
+  for (const auto& [folder, code] : kStoreFolders) {
+    if ((word & 0xFF) == code) return folder;
+  }
+  return MailFolder::kOther;
+}
+
+bool MailRecord::ReadOfWord(MailStore store, std::uint32_t word) {
+  if (store == MailStore::kMapi) return MailReadOfWord(word);
+  return (word & kStoreRead) != 0;
 }
 
 Result<MailMessage> MailRecord::FromWireRecord(const WireRecord& record,
@@ -103,12 +141,12 @@ Result<MailMessage> MailRecord::FromWireRecord(const WireRecord& record,
         continue;
       case kFolderWord:
         if (word == nullptr) return WrongKind(record, property.id);
-        message.folder = MailFolderOfWord(*word);
-        message.read = MailReadOfWord(*word);
+        message.folder = FolderOfWord(store, *word);
+        message.read = ReadOfWord(store, *word);
         continue;
       case kAttachments: {
         if (text == nullptr) return WrongKind(record, property.id);
-        auto attachments = ParseReadAttachmentList(*text);
+        auto attachments = ParseReadAttachmentList(*text, store);
         if (!attachments.ok()) {
           return attachments.status().WithContext("mail " +
                                                   std::to_string(record.oid));
@@ -126,18 +164,18 @@ Result<MailMessage> MailRecord::FromWireRecord(const WireRecord& record,
 }
 
 std::u16string MailRecord::WrittenAttachmentList(
-    const std::vector<MailAttachment>& attachments) {
+    const std::vector<MailAttachment>& attachments, MailStore store) {
   std::u16string out = Decimal(attachments.size()) + u" ";
-  for (const MailAttachment& attachment : attachments) {
-    out +=
-        Decimal(attachment.device_file.size()) + u" " + attachment.device_file;
-    out += Decimal(attachment.name.size()) + u" " + attachment.name;
+  for (MailAttachment attachment : attachments) {
+    auto [first, second] = Strings(attachment, store);
+    out += Decimal(first->size()) + u" " + *first;
+    out += Decimal(second->size()) + u" " + *second;
   }
   return out;
 }
 
 Result<std::vector<MailAttachment>> MailRecord::ParseWrittenAttachmentList(
-    std::u16string_view list) {
+    std::u16string_view list, MailStore store) {
   std::vector<MailAttachment> out;
   if (list.empty()) return out;
   std::size_t at = 0;
@@ -145,7 +183,8 @@ Result<std::vector<MailAttachment>> MailRecord::ParseWrittenAttachmentList(
   if (!count) return Status::Error("attachment list: no count");
   for (std::size_t i = 0; i < *count; ++i) {
     MailAttachment attachment;
-    for (std::u16string* text : {&attachment.device_file, &attachment.name}) {
+    auto [first, second] = Strings(attachment, store);
+    for (std::u16string* text : {first, second}) {
       std::optional<std::size_t> length = Number(list, at);
       if (!length || *length > list.size() - at) {
         return Status::Error("attachment list: attachment " +
@@ -160,7 +199,7 @@ Result<std::vector<MailAttachment>> MailRecord::ParseWrittenAttachmentList(
 }
 
 Result<std::vector<MailAttachment>> MailRecord::ParseReadAttachmentList(
-    std::u16string_view list) {
+    std::u16string_view list, MailStore store) {
   std::vector<std::u16string> lines;
   std::size_t start = 0;
   while (start < list.size()) {
@@ -177,14 +216,16 @@ Result<std::vector<MailAttachment>> MailRecord::ParseReadAttachmentList(
   std::vector<MailAttachment> out;
   for (std::size_t i = 0; i < lines.size(); i += 2) {
     MailAttachment attachment;
-    attachment.device_file = lines[i];
-    attachment.name = lines[i + 1];
+    auto [first, second] = Strings(attachment, store);
+    *first = lines[i];
+    *second = lines[i + 1];
     out.push_back(std::move(attachment));
   }
   return out;
 }
 
 std::vector<std::uint8_t> MailRecord::Encode(const MailMessage& message,
+                                             MailStore store,
                                              const MailClock& clock) {
   RecordBytes props(false);
   if (!message.from.empty()) props.Text(kFrom, message.from);
@@ -195,7 +236,7 @@ std::vector<std::uint8_t> MailRecord::Encode(const MailMessage& message,
   if (message.time) props.Time(kTime, clock.ToLocal(*message.time));
   props.Text(kBody, message.body);
   if (!message.attachments.empty()) {
-    props.Text(kAttachments, WrittenAttachmentList(message.attachments));
+    props.Text(kAttachments, WrittenAttachmentList(message.attachments, store));
   }
   if (!message.message_id.empty()) props.Text(kMessageId, message.message_id);
   std::vector<std::uint8_t> bytes = props.Take();
@@ -206,12 +247,13 @@ std::vector<std::uint8_t> MailRecord::Encode(const MailMessage& message,
   protocol::PutU32(out.data() + 4,
                    static_cast<std::uint32_t>(bytes.size() - 4));
   protocol::PutU32(out.data() + 8,
-                   MailFolderWord(message.folder, message.read));
+                   FolderWord(store, message.folder, message.read));
   out.insert(out.end(), bytes.begin() + 4, bytes.end());
   return out;
 }
 
 Result<MailMessage> MailRecord::Decode(std::span<const std::uint8_t> bytes,
+                                       MailStore store,
                                        const MailClock& clock) {
   ReplyReader reader(bytes);
   Result<std::uint32_t> count = reader.U32("property count");
@@ -221,8 +263,8 @@ Result<MailMessage> MailRecord::Decode(std::span<const std::uint8_t> bytes,
   Result<std::uint32_t> word = reader.U32("folder word");
   if (!word.ok()) return word.status();
   MailMessage message;
-  message.folder = MailFolderOfWord(*word);
-  message.read = MailReadOfWord(*word);
+  message.folder = FolderOfWord(store, *word);
+  message.read = ReadOfWord(store, *word);
   for (std::uint32_t i = 0; i < *count; ++i) {
     Result<std::uint32_t> id = reader.U32("property id");
     if (!id.ok()) return id.status();
@@ -262,7 +304,7 @@ Result<MailMessage> MailRecord::Decode(std::span<const std::uint8_t> bytes,
         message.body = std::move(*text);
         break;
       case kAttachments: {
-        auto attachments = ParseWrittenAttachmentList(*text);
+        auto attachments = ParseWrittenAttachmentList(*text, store);
         if (!attachments.ok()) return attachments.status();
         message.attachments = std::move(*attachments);
         break;

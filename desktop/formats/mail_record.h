@@ -14,8 +14,13 @@
 // property count, u32 size of the properties in bytes, u32 folder and read
 // word, then per property u32 id and value: 1-5 and 7 strings, 6 local
 // time, 8 attachment list, 13 Message-ID. The written attachment list is
-// counted: "N " then per attachment "LEN DEVICE_FILE" "LEN NAME", each
-// number followed by one separator (a space); lengths in UTF-16 units.
+// counted: "N " then per attachment its two strings in the order of the
+// store ("LEN TEXT" each), each number followed by one separator (a
+// space); lengths in UTF-16 units.
+// The folder and read word: the messaging store's as in mail_message.h; the
+// older store keeps the folder in the low byte (0xFE Inbox, 0xFD Outbox,
+// 0xFC Sent Items, 0xFB Drafts, 0xFA Deleted Items) and the read mark as
+// 0x10000.
 // Ids 11 and 12 carry no value when written, so they are never sent.
 #ifndef VORN_DESKTOP_FORMATS_MAIL_RECORD_H_
 #define VORN_DESKTOP_FORMATS_MAIL_RECORD_H_
@@ -65,22 +70,29 @@ class MailRecord {
                                             MailStore store,
                                             const MailClock& clock);
 
+  // The folder and read word of `store`, and back.
+  static std::uint32_t FolderWord(MailStore store, MailFolder folder,
+                                  bool read);
+  static MailFolder FolderOfWord(MailStore store, std::uint32_t word);
+  static bool ReadOfWord(MailStore store, std::uint32_t word);
+
   // The written form of `message`. Each attachment's bytes must already
   // lie in its device file on the handheld.
   static std::vector<std::uint8_t> Encode(const MailMessage& message,
+                                          MailStore store,
                                           const MailClock& clock);
   // Reads the written form as the handheld's agents do (ids without a
   // value carry none). Attachments come back with names and device files.
   static Result<MailMessage> Decode(std::span<const std::uint8_t> bytes,
-                                    const MailClock& clock);
+                                    MailStore store, const MailClock& clock);
 
   // The attachment lists on their own.
   static std::u16string WrittenAttachmentList(
-      const std::vector<MailAttachment>& attachments);
+      const std::vector<MailAttachment>& attachments, MailStore store);
   static Result<std::vector<MailAttachment>> ParseWrittenAttachmentList(
-      std::u16string_view list);
+      std::u16string_view list, MailStore store);
   static Result<std::vector<MailAttachment>> ParseReadAttachmentList(
-      std::u16string_view list);
+      std::u16string_view list, MailStore store);
 };
 
 }  // namespace desktop

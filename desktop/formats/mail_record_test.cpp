@@ -141,9 +141,9 @@ TEST(MailRecordTest, ReadsTheOlderStoresRecordWithItsStoredTime) {
                      LE32(10),
                      LE32(42),
                      LE32(11),
-                     LE32(253),
+                     LE32(0xFB | 0x10000),
                      LE32(8),
-                     Counted(u"\\a.dat\nb.txt\n"),
+                     Counted(u"b.txt\n\\a.dat\n"),
                      LE32(9),
                      Time(2025, 1, 5, 3, 9, 0, 0)});
   auto message = ReadReply(reply, MailStore::kMessageStore, PlusTwo());
@@ -154,19 +154,27 @@ TEST(MailRecordTest, ReadsTheOlderStoresRecordWithItsStoredTime) {
   EXPECT_EQ(message->message_id, u"<1@y.z>");
   EXPECT_EQ(message->body, u"text");
   EXPECT_EQ(message->time->ToIso(), "2025-01-03T08:00:00");  // as stored
-  EXPECT_EQ(message->folder, MailFolder::kOutbox);
-  EXPECT_FALSE(message->read);
+  EXPECT_EQ(message->folder, MailFolder::kDrafts);
+  EXPECT_TRUE(message->read);
   ASSERT_EQ(message->attachments.size(), 1U);
   EXPECT_EQ(message->attachments[0].device_file, u"\\a.dat");
   EXPECT_EQ(message->attachments[0].name, u"b.txt");
 }
 
 TEST(MailRecordTest, RejectsBrokenAttachmentLists) {
-  EXPECT_FALSE(MailRecord::ParseReadAttachmentList(u"\\a\nb").ok());
-  EXPECT_FALSE(MailRecord::ParseReadAttachmentList(u"\\a\n").ok());
-  EXPECT_FALSE(MailRecord::ParseWrittenAttachmentList(u"2 3 abc1 x").ok());
-  EXPECT_FALSE(MailRecord::ParseWrittenAttachmentList(u"1 9 abc").ok());
-  EXPECT_FALSE(MailRecord::ParseWrittenAttachmentList(u"x").ok());
+  EXPECT_FALSE(
+      MailRecord::ParseReadAttachmentList(u"\\a\nb", MailStore::kMapi).ok());
+  EXPECT_FALSE(
+      MailRecord::ParseReadAttachmentList(u"\\a\n", MailStore::kMapi).ok());
+  EXPECT_FALSE(
+      MailRecord::ParseWrittenAttachmentList(u"2 3 abc1 x", MailStore::kMapi)
+          .ok());
+  EXPECT_FALSE(
+      MailRecord::ParseWrittenAttachmentList(u"1 9 abc", MailStore::kMapi)
+          .ok());
+  EXPECT_FALSE(
+      MailRecord::ParseWrittenAttachmentList(u"x", MailStore::kMessageStore)
+          .ok());
 }
 
 TEST(MailRecordTest, RejectsAValueOfTheWrongKind) {
@@ -206,9 +214,9 @@ TEST(MailRecordTest, WritesEveryField) {
            Counted(message.message_id)});
   Bytes want = Cat({LE32(9), LE32(static_cast<std::uint32_t>(props.size())),
                     LE32(0x1000FD), props});
-  Bytes got = MailRecord::Encode(message, PlusTwo());
+  Bytes got = MailRecord::Encode(message, MailStore::kMapi, PlusTwo());
   EXPECT_EQ(testing_support::Hex(got), testing_support::Hex(want));
-  auto back = MailRecord::Decode(got, PlusTwo());
+  auto back = MailRecord::Decode(got, MailStore::kMapi, PlusTwo());
   ASSERT_TRUE(back.ok()) << back.status().message();
   EXPECT_EQ(*back, message);
 }
@@ -220,19 +228,57 @@ TEST(MailRecordTest, WritesADraftWithoutAttachments) {
   Bytes props = Cat({LE32(2), Counted(u"a@b.c"), LE32(7), Counted(u"")});
   Bytes want = Cat({LE32(2), LE32(static_cast<std::uint32_t>(props.size())),
                     LE32(0x400000), props});
-  EXPECT_EQ(MailRecord::Encode(message, MailClock()), want);
+  EXPECT_EQ(MailRecord::Encode(message, MailStore::kMapi, MailClock()), want);
 }
 
 TEST(MailRecordTest, DecodeSkipsIdsThatCarryNoValue) {
   Bytes record = Cat({LE32(3), LE32(0), LE32(254), LE32(11), LE32(12), LE32(5),
                       Counted(u"S")});
-  auto message = MailRecord::Decode(record, MailClock());
+  auto message = MailRecord::Decode(record, MailStore::kMapi, MailClock());
   ASSERT_TRUE(message.ok()) << message.status().message();
   EXPECT_EQ(message->subject, u"S");
   EXPECT_EQ(message->folder, MailFolder::kInbox);
-  EXPECT_FALSE(
-      MailRecord::Decode(Cat({LE32(1), LE32(0), LE32(0), LE32(5)}), MailClock())
-          .ok());
+  EXPECT_FALSE(MailRecord::Decode(Cat({LE32(1), LE32(0), LE32(0), LE32(5)}),
+                                  MailStore::kMapi, MailClock())
+                   .ok());
+}
+
+TEST(MailRecordTest, TheOlderStoresWordsAndAttachmentOrder) {
+  EXPECT_EQ(MailRecord::FolderWord(MailStore::kMessageStore, MailFolder::kInbox,
+                                   true),
+            0x100FEU);
+  EXPECT_EQ(MailRecord::FolderWord(MailStore::kMessageStore,
+                                   MailFolder::kOutbox, false),
+            0xFDU);
+  EXPECT_EQ(MailRecord::FolderOfWord(MailStore::kMessageStore, 0xFC),
+            MailFolder::kSent);
+  EXPECT_EQ(MailRecord::FolderOfWord(MailStore::kMessageStore, 0xFA),
+            MailFolder::kOther);
+  EXPECT_FALSE(MailRecord::ReadOfWord(MailStore::kMessageStore, 0x100000));
+  MailMessage message;
+  message.folder = MailFolder::kOutbox;
+  message.subject = u"S";
+  message.attachments = {{u"a.txt", {}, u"\\f1"}, {u"b", {}, u"\\f2"}};
+  const std::u16string list = u"2 5 a.txt3 \\f11 b3 \\f2";
+  Bytes props = Cat(
+      {LE32(5), Counted(u"S"), LE32(7), Counted(u""), LE32(8), Counted(list)});
+  Bytes want = Cat({LE32(3), LE32(static_cast<std::uint32_t>(props.size())),
+                    LE32(0xFD), props});
+  Bytes got =
+      MailRecord::Encode(message, MailStore::kMessageStore, MailClock());
+  EXPECT_EQ(testing_support::Hex(got), testing_support::Hex(want));
+  auto back = MailRecord::Decode(got, MailStore::kMessageStore, MailClock());
+  ASSERT_TRUE(back.ok()) << back.status().message();
+  EXPECT_EQ(*back, message);
+  for (std::size_t count : {0, 1, 3}) {
+    std::vector<MailAttachment> files(count, {u"n", {}, u"\\d"});
+    std::u16string text;
+    for (std::size_t i = 0; i < count; ++i) text += u"n\n\\d\n";
+    auto parsed =
+        MailRecord::ParseReadAttachmentList(text, MailStore::kMessageStore);
+    ASSERT_TRUE(parsed.ok());
+    EXPECT_EQ(*parsed, files);
+  }
 }
 
 TEST(MailRecordTest, SplitsAddressLists) {

@@ -115,6 +115,8 @@ Result<std::u16string> MailTransfer::WriteNewDeviceFile(
 }
 
 Result<WriteStatus> MailTransfer::Add(const MailMessage& message) {
+  Result<MailStore> store = Store();
+  if (!store.ok()) return store.status();
   MailMessage outgoing = message;
   if (outgoing.attachments.size() > MailRecord::kMaxAttachments) {
     return Status::Error("a message takes at most " +
@@ -127,7 +129,7 @@ Result<WriteStatus> MailTransfer::Add(const MailMessage& message) {
     attachment.device_file = std::move(*path);
   }
   return client_.AddRecord(protocol::DataType::kMail, 0,
-                           MailRecord::Encode(outgoing, clock_));
+                           MailRecord::Encode(outgoing, *store, clock_));
 }
 
 }  // namespace desktop

@@ -79,7 +79,7 @@ TEST_F(MailTransferTest, FailsWhenAnAttachmentFileIsGone) {
                         LE32(4),
                         {1},
                         LE32(8),
-                        Counted(u"\\x\ny\n")}));
+                        Counted(u"y\n\\x\n")}));
   stream_.AddReply(FileReply(false, {}));
   const std::uint32_t keys[] = {4};
   Result<FetchedMail> fetched = transfer_.Fetch(keys);
@@ -104,6 +104,7 @@ TEST_F(MailTransferTest, AnUnknownKeyIsMissing) {
 }
 
 TEST_F(MailTransferTest, AddsAMessageAfterItsAttachmentFiles) {
+  stream_.AddReply(LE32(1));                 // the messaging store
   stream_.AddReply(FileReply(true, {7}));    // \vorn-mail-1.tmp exists
   stream_.AddReply(FileReply(false, {}));    // \vorn-mail-2.tmp does not
   stream_.AddReply(Cat({{1, 0}, LE32(0)}));  // written
@@ -116,15 +117,18 @@ TEST_F(MailTransferTest, AddsAMessageAfterItsAttachmentFiles) {
   ASSERT_TRUE(status.ok()) << status.status().message();
   EXPECT_EQ(status->oid, 0x77U);
   auto packets = stream_.WrittenPackets();
-  ASSERT_EQ(packets.size(), 4U);
-  EXPECT_EQ(packets[0], ReadFilePacket(u"\\vorn-mail-1.tmp", 0, 1));
-  EXPECT_EQ(packets[1], ReadFilePacket(u"\\vorn-mail-2.tmp", 0, 1));
+  ASSERT_EQ(packets.size(), 5U);
+  EXPECT_EQ(packets[0], (Bytes{20, 1}));
+  EXPECT_EQ(packets[1], ReadFilePacket(u"\\vorn-mail-1.tmp", 0, 1));
+  EXPECT_EQ(packets[2], ReadFilePacket(u"\\vorn-mail-2.tmp", 0, 1));
   EXPECT_EQ(
-      packets[2],
+      packets[3],
       Cat({{18, 1}, Counted(u"\\vorn-mail-2.tmp"), LE32(0), LE32(2), {1, 2}}));
   message.attachments[0].device_file = u"\\vorn-mail-2.tmp";
-  EXPECT_EQ(packets[3],
-            Cat({{2, 4}, LE32(0), MailRecord::Encode(message, MailClock())}));
+  EXPECT_EQ(packets[4],
+            Cat({{2, 4},
+                 LE32(0),
+                 MailRecord::Encode(message, MailStore::kMapi, MailClock())}));
 }
 
 }  // namespace

@@ -164,9 +164,9 @@ TEST_F(MailMirrorTest, SendsWhatIsDroppedIntoTheOutbox) {
   const fs::path dropped = dir_ / "mail" / ".Outbox" / "new" / "x.eml";
   std::ofstream(dropped) << "Subject: Out\n\nbody\n";
   ScriptedStream stream;
+  stream.AddReply(LE32(1));                             // CheckOsVersion
   stream.AddReply(Cat({{1, 0}, LE32(0x99), LE32(0)}));  // AddRecord
   stream.AddReply(KeyList({12}));
-  stream.AddReply(LE32(1));
   stream.AddReply(Records({Draft(u"Plan")}));
   HandheldClient client(stream);
   MailTransfer transfer(client, MailClock());
@@ -178,8 +178,10 @@ TEST_F(MailMirrorTest, SendsWhatIsDroppedIntoTheOutbox) {
   out.folder = MailFolder::kOutbox;
   out.subject = u"Out";
   out.body = u"body";
-  EXPECT_EQ(stream.WrittenPackets().at(0),
-            Cat({{2, 4}, LE32(0), MailRecord::Encode(out, MailClock())}));
+  EXPECT_EQ(stream.WrittenPackets().at(1),
+            Cat({{2, 4},
+                 LE32(0),
+                 MailRecord::Encode(out, MailStore::kMapi, MailClock())}));
 }
 
 }  // namespace
