@@ -23,6 +23,7 @@ need libsqlite3-dev test -e /usr/include/sqlite3.h
 need nlohmann-json3-dev test -e /usr/include/nlohmann/json.hpp
 need libcli11-dev test -e /usr/include/CLI/CLI.hpp
 need libical-dev test -e /usr/include/libical/ical.h
+need libgmime-3.0-dev test -e /usr/include/gmime-3.0/gmime/gmime.h
 need pkg-config command -v pkg-config
 need uuid-dev test -e /usr/include/uuid/uuid.h
 need tzdata test -e /usr/share/zoneinfo/Europe/Berlin

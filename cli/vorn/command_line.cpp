@@ -128,13 +128,33 @@ void DefineRecordCommands(CLI::App& app, const CommandLine& line,
       "shown field by field, as a JSON array (--json), contacts as vCard 4.0\n"
       "(--vcard), appointments and tasks as one iCalendar 2.0 calendar\n"
       "(--ics; UIDs from the handheld's machine id, times in the zone of\n"
-      "--tz, else floating). Records of the other types are shown as the\n"
-      "reply bytes in hex.");
+      "--tz, else floating). Mail is shown as a summary per message (JSON\n"
+      "with --json); with --format eml one message (one KEY) is written as an\n"
+      "RFC 5322 file with its attachments, fetched from the handheld's\n"
+      "temporary files; times read in the zone of --tz, written in UTC.\n"
+      "Records of the other types are shown as the reply bytes in hex.");
   AddType(*get, *type);
   AddOids(*get, *oids);
   get->add_flag("--vcard", *vcard, "contacts as vCard 4.0");
   get->add_flag("--ics", *ics, "appointments and tasks as iCalendar 2.0");
-  get->callback([&, type, oids, vcard, ics] {
+  auto format = std::make_shared<std::string>();
+  get->add_option("--format", *format, "eml: mail as an RFC 5322 file")
+      ->check(CLI::IsMember({"eml"}));
+  get->callback([&, type, oids, vcard, ics, format] {
+    if (*type == protocol::DataType::kMail) {
+      if (*vcard || *ics) BadArgument("--vcard and --ics are not for mail");
+      if (!format->empty() && line.json) {
+        BadArgument("give either --format or --json");
+      }
+      if (!format->empty() && oids->size() != 1) {
+        BadArgument("--format eml takes one KEY");
+      }
+      work = [&, oids, format] {
+        return RunGetMail(line, *oids, *format == "eml");
+      };
+      return;
+    }
+    if (!format->empty()) BadArgument("--format is for mail");
     if ((*vcard || *ics) && line.json) {
       BadArgument("give either --vcard, --ics or --json");
     }
@@ -160,7 +180,7 @@ void DefineRecordCommands(CLI::App& app, const CommandLine& line,
 
   auto file = std::make_shared<std::string>();
   CLI::App* put = Command(
-      app, "put", "add or update records from .json/.vcf/.ics",
+      app, "put", "add or update records from .json/.vcf/.ics/.txt/.eml",
       "Writes the contacts of FILE to the handheld: a JSON object or array of\n"
       "objects (field names as in `vorn get contacts OID --json`), or a vCard\n"
       "file (.vcf). A contact with an object id (\"oid\", X-VORN-OID) "
@@ -176,10 +196,38 @@ void DefineRecordCommands(CLI::App& app, const CommandLine& line,
       "BusyStatus an appointment; a file holds either contacts or these.\n"
       "What the handheld cannot hold (attendees, a second alarm, other\n"
       "programs' properties) is left out and reported on standard error, one\n"
-      "line per item.");
-  put->add_option("FILE", *file, "a .json, .vcf or .ics file")->required();
-  put->callback(
-      [&, file] { work = [&, file] { return RunPut(line, *file); }; });
+      "line per item.\n"
+      "\n"
+      "A mail file (.eml, RFC 5322, or `vorn put mail FILE`) becomes a new\n"
+      "message in the handheld's Drafts (--folder drafts, the default) or\n"
+      "Outbox (--folder outbox), attachments included; prints its record\n"
+      "key.");
+  auto put_args = std::make_shared<std::vector<std::string>>();
+  put->add_option("FILE", *put_args,
+                  "a .json, .vcf, .ics, .txt or .eml file (for mail also "
+                  "\"mail FILE\")")
+      ->required()
+      ->expected(1, 2);
+  auto folder = std::make_shared<std::string>("drafts");
+  put->add_option("--folder", *folder,
+                  "mail: the folder a message goes to (default drafts)")
+      ->check(CLI::IsMember({"drafts", "outbox"}));
+  put->callback([&, file, put_args, folder] {
+    if (put_args->size() == 2) {
+      if (put_args->front() != "mail") {
+        BadArgument("give FILE, or \"mail FILE\" for a mail file");
+      }
+      *file = put_args->back();
+      work = [&, file, folder] { return RunPutMail(line, *file, *folder); };
+      return;
+    }
+    *file = put_args->front();
+    if (IsMailFile(*file)) {
+      work = [&, file, folder] { return RunPutMail(line, *file, *folder); };
+      return;
+    }
+    work = [&, file] { return RunPut(line, *file); };
+  });
 
   CLI::App* rm = Command(
       app, "rm", "delete records",

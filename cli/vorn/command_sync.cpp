@@ -1,6 +1,7 @@
 // vorn sync DIR: mirrors the handheld's contacts, appointments, tasks and
 // notes into DIR/contacts/, DIR/calendar/, DIR/tasks/ and DIR/notes/, both
-// ways (--one-way: from the handheld only).
+// ways (--one-way: from the handheld only), and its mail into the Maildir++
+// tree DIR/mail/.
 #include <unistd.h>
 
 #include <climits>
@@ -13,6 +14,7 @@
 #include "desktop/formats/ical_zone.h"
 #include "desktop/formats/json_text.h"
 #include "desktop/sync/calendar_sync_adapter.h"
+#include "desktop/sync/mail_mirror.h"
 #include "desktop/sync/mirror_directory.h"
 #include "desktop/sync/note_mirror.h"
 #include "desktop/sync/note_sync.h"
@@ -121,6 +123,21 @@ desktop::Result<std::string> ZoneName(const CommandLine& line,
   return *state ? (*state)->time_zone : std::string();
 }
 
+void PrintMail(const std::string& path,
+               const desktop::Result<desktop::MailMirrorSummary>& mail) {
+  if (!mail.ok()) return;
+  for (const std::string& problem : mail->problems) {
+    std::fprintf(stderr, "vorn: mail not sent: %s\n", problem.c_str());
+  }
+  if (mail->written + mail->unchanged + mail->removed + mail->sent > 0) {
+    std::printf(
+        "mail in %s/mail/: written %zu, unchanged %zu, removed %zu, sent "
+        "%zu\n",
+        path.c_str(), mail->written, mail->unchanged, mail->removed,
+        mail->sent);
+  }
+}
+
 }  // namespace
 
 int RunSync(const CommandLine& line, const SyncRequest& request) {
@@ -208,6 +225,10 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
       noteFiles = std::move(*synced);
     }
   }
+  desktop::MailTransfer mail(client, desktop::MailClock::ForZone(*zone));
+  auto mailFiles = desktop::MailMirror::Run(path, mail);
+  if (!mailFiles.ok())
+    Fail("mail not mirrored: " + mailFiles.status().message());
   desktop::Status ended = client.EndSession();
   desktop::Status closed = counted.Close();
   if (!ended.ok()) return Fail(ended.message());
@@ -285,6 +306,7 @@ int RunSync(const CommandLine& line, const SyncRequest& request) {
     for (const std::string& conflict : n.conflicts) {
       std::printf("%s\n", conflict.c_str());
     }
+    PrintMail(path, mailFiles);
   }
   return 0;
 }

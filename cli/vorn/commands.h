@@ -19,6 +19,16 @@ int RunLs(const CommandLine& line, protocol::DataType type);
 int RunGet(const CommandLine& line, protocol::DataType type,
            const std::vector<std::uint32_t>& oids, bool vcard);
 int RunPut(const CommandLine& line, const std::string& path);
+// Mail: a summary of each message, or (`eml`) the one message as an RFC 5322
+// file on standard output.
+int RunGetMail(const CommandLine& line, const std::vector<std::uint32_t>& keys,
+               bool eml);
+// True for a file `vorn put` sends as mail (.eml).
+bool IsMailFile(const std::string& path);
+// Adds the message of the RFC 5322 file `path` to `folder` ("drafts",
+// "outbox").
+int RunPutMail(const CommandLine& line, const std::string& path,
+               const std::string& folder);
 int RunRm(const CommandLine& line, protocol::DataType type,
           const std::vector<std::uint32_t>& oids);
 int RunPush(const CommandLine& line, const std::string& host_path,
