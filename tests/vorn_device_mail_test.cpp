@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -108,6 +109,61 @@ TEST_F(VornDeviceMailTest, BadInputIsOneLineAndChangesNothing) {
   Mail({"rm", "7"}, 1);
   Mail({"rm", "seven"}, 2);
   EXPECT_EQ(Mail({"ls"}), "");
+}
+
+// On an image whose system version selects the message store, the same
+// command keeps the user's mail there, and the desktop mirrors it: the
+// handler's filter passes the inbox, outbox and sent messages only.
+TEST(VornDeviceStoreMailTest, TheMessageStoreKeepsTheUsersMail) {
+  TempDir dir;
+  std::string image = dir.path("s.img");
+  ASSERT_EQ(
+      RunProgram({"vorn-device", "init", image, "--os", "3.0.9348"}).exitCode,
+      0);
+  testing_support::WriteFileBytes(dir.path("a.txt"),
+                                  Bytes{'h', 'e', 'l', 'l', 'o'});
+  auto mail = [&](std::vector<std::string> rest) {
+    std::vector<std::string> args = {"vorn-device", "mail", image};
+    args.insert(args.end(), rest.begin(), rest.end());
+    auto result = RunProgram(args);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    return result.outText();
+  };
+  std::string inbox =
+      mail({"add", "--folder", "inbox", "--from", "ann@example.org", "--to",
+            "bob@example.org; cy@example.org", "--subject", "Old store",
+            "--body", "Hi Bob", "--attach", dir.path("a.txt"), "--time",
+            "2026-11-20T10:00:00Z"});
+  std::string draft =
+      mail({"add", "--folder", "drafts", "--subject", "Draft", "--read"});
+  inbox.pop_back();
+  draft.pop_back();
+  EXPECT_EQ(mail({"ls"}), inbox +
+                              "\tinbox\tunread\tann@example.org\tOld "
+                              "store\t2\t1\n" +
+                              draft + "\tdrafts\tread\t\tDraft\t0\t0\n");
+
+  auto info = RunProgram({"vorn", "--image", image, "info"});
+  EXPECT_NE(info.outText().find("message store"), std::string::npos)
+      << info.outText();
+  const std::string mirror = dir.path("mirror");
+  auto synced = RunProgram({"vorn", "--image", image, "sync", mirror});
+  ASSERT_EQ(synced.exitCode, 0) << synced.err;
+  std::vector<std::string> files;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(mirror + "/mail/cur")) {
+    files.push_back(entry.path().string());
+  }
+  ASSERT_EQ(files.size(), 1U);
+  Bytes bytes = testing_support::ReadFileBytes(files[0]);
+  std::string text(bytes.begin(), bytes.end());
+  EXPECT_NE(text.find("Subject: Old store"), std::string::npos) << text;
+  EXPECT_NE(text.find("To: bob@example.org, cy@example.org"), std::string::npos)
+      << text;
+  EXPECT_NE(text.find("aGVsbG8="), std::string::npos) << text;  // "hello"
+
+  EXPECT_EQ(mail({"rm", inbox}), "");
+  EXPECT_EQ(mail({"ls"}), draft + "\tdrafts\tread\t\tDraft\t0\t0\n");
 }
 
 }  // namespace

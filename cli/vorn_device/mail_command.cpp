@@ -5,7 +5,9 @@
 // vorn-device mail IMAGE rm KEY
 //
 // The handheld user's mail in the default MAPI store, changed through the
-// store's own objects so that every change reaches the mail log.
+// store's own objects so that every change reaches the mail log; on a
+// handheld whose system version selects the older message store, in that
+// store (store_mail_command.h).
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
@@ -19,6 +21,7 @@
 #include "cli/common/command_line_parser.h"
 #include "cli/vorn_device/command_support.h"
 #include "cli/vorn_device/commands.h"
+#include "cli/vorn_device/store_mail_command.h"
 #include "device/device.h"
 #include "device/image/utf8.h"
 #include "device/mapi/mail_editor.h"
@@ -38,7 +41,11 @@ constexpr char kDetails[] =
     "\n"
     "ls prints one line per message: record key, folder, read or unread,\n"
     "sender, subject, recipient count and attachment count, separated by\n"
-    "tabs. rm deletes the message KEY (decimal or 0x-prefixed hex).";
+    "tabs. rm deletes the message KEY (decimal or 0x-prefixed hex).\n"
+    "\n"
+    "On an image whose system version selects the older message store\n"
+    "(init --os below 3.0.11171) the messages are kept there instead, KEY\n"
+    "being the message's object id.";
 
 struct Request {
   std::string image;
@@ -117,8 +124,8 @@ std::string FileName(const std::string& path) {
   return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-device::Status Add(device::Device& handheld, Request& request,
-                   std::string* output) {
+// Reads the --attach files into the request's message.
+device::Status ReadAttachments(Request& request) {
   for (const std::string& path : request.attachFiles) {
     std::ifstream in(path, std::ios::binary);
     if (!in) return device::Status::Error("cannot read '" + path + "'");
@@ -129,6 +136,13 @@ device::Status Add(device::Device& handheld, Request& request,
     if (in.bad()) return device::Status::Error("cannot read '" + path + "'");
     request.mail.attachments.push_back(std::move(attachment));
   }
+  request.attachFiles.clear();
+  return device::Status::Ok();
+}
+
+device::Status Add(device::Device& handheld, Request& request,
+                   std::string* output) {
+  if (device::Status read = ReadAttachments(request); !read.ok()) return read;
   device::MailEditor editor(handheld.mapi());
   device::Result<DWORD> key = editor.Add(request.mail);
   if (!key.ok()) return key.status();
@@ -163,11 +177,20 @@ int Run(Request& request) {
   int status = RunInTransaction(
       "mail", request.image,
       [&](device::Device& handheld) -> device::Status {
-        if (request.action == "add") return Add(handheld, request, &output);
-        if (request.action == "rm") {
-          return device::MailEditor(handheld.mapi()).Remove(request.key);
+        bool mapi = ImageUsesMapi(handheld);
+        if (request.action == "add") {
+          if (mapi) return Add(handheld, request, &output);
+          if (device::Status read = ReadAttachments(request); !read.ok()) {
+            return read;
+          }
+          return AddStoreMail(handheld, request.mail, &output);
         }
-        return List(handheld, &output);
+        if (request.action == "rm") {
+          return mapi ? device::MailEditor(handheld.mapi()).Remove(request.key)
+                      : RemoveStoreMail(handheld, request.key);
+        }
+        return mapi ? List(handheld, &output)
+                    : ListStoreMail(handheld, &output);
       },
       kExitFailure, changes);
   if (status == 0) std::cout << output;
