@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # The main job on the embedded default: builds Vorn, makes a demo handheld
 # from the sample contacts in data/contacts.json and the sample calendar in
-# data/calendar.ics and the notes in data/notes/, serves it on loopback and
-# exports every contact as vCard, every appointment and task as iCalendar
-# and every note as text with the desktop tool.
+# data/calendar.ics, the notes in data/notes/ and the mail in data/mail/,
+# serves it on loopback, exports every contact as vCard, every appointment
+# and task as iCalendar and every note as text with the desktop tool, and
+# mirrors it all with `vorn sync` (mail as a Maildir).
 #
 #   scripts/demo.sh [OUT_DIR]      (default: out/demo)
 set -euo pipefail
@@ -35,6 +36,13 @@ for note in data/notes/*.txt; do
   "$bin/vorn" --image "$image" put "$note" >>"$out/notes.txt"
 done
 echo "   $(wc -l <"$out/notes.txt") ink notes written from data/notes/"
+for message in data/mail/*.eml; do
+  "$bin/vorn" --image "$image" --tz Europe/Berlin put "$message" >>"$out/mail.txt"
+done
+"$bin/vorn-device" mail "$image" add --folder inbox --from grace@example.org \
+  --to ada@example.org --subject "Re: Agenda for Tuesday" \
+  --body "Looks good, see you then." --time 2026-11-22T08:15:00Z >>"$out/mail.txt"
+echo "   $(wc -l <"$out/mail.txt") mail messages: data/mail/*.eml as drafts, one in the inbox"
 
 echo "== serving it on loopback"
 "$bin/vorn-device" serve "$image" --listen 127.0.0.1:0 2>"$out/serve.log" &
@@ -53,9 +61,14 @@ echo "== exporting every contact, appointment, task and note"
 "$bin/vorn" --device "$address" info
 "$bin/vorn" --device "$address" --tz Europe/Berlin export "$out/export"
 
+echo "== mirroring it both ways, mail as a Maildir"
+"$bin/vorn" --device "$address" --tz Europe/Berlin sync "$out/mirror"
+
 kill -INT "$server"
 wait "$server" || true
 trap - EXIT
 echo "== done: $(ls "$out/export"/*.vcf | wc -l) vCard," \
   "$(ls "$out/export"/*.ics | wc -l) iCalendar and" \
-  "$(ls "$out/export"/*.txt | wc -l) note files in $out/export"
+  "$(ls "$out/export"/*.txt | wc -l) note files in $out/export;" \
+  "$(find "$out/mirror/mail" -path '*/cur/*' -type f | wc -l) mail messages in" \
+  "the Maildir $out/mirror/mail"
