@@ -24,7 +24,8 @@ double Since(Clock::time_point start) {
 }
 
 void Die(const std::string& message) {
-  std::fprintf(stderr, "sync_bench: %s\n", message.c_str());
+  std::fprintf(stderr, "%s: %s\n", program_invocation_short_name,
+               message.c_str());
   std::exit(1);
 }
 

@@ -53,7 +53,7 @@ MailIndexEntry* MailIndex::Find(DWORD key) {
   return Search(key, &position) ? At(position)->entry : nullptr;
 }
 
-void MailIndex::InsertBefore(Node* before, Node* node) {
+void MailIndex::InsertBefore(Node* before, DWORD position, Node* node) {
   if (before == nullptr) {
     node->previous = tail_;
     if (tail_ != nullptr) tail_->next = node;
@@ -70,16 +70,16 @@ void MailIndex::InsertBefore(Node* before, Node* node) {
     before->previous = node;
   }
   ++count_;
-  // Positions after the new node moved; start from the head next time.
-  cursorNode_ = nullptr;
-  cursor_ = 0;
+  // The cursor keeps its node, which moved one place on when the new node
+  // went in before it.
+  if (cursorNode_ != nullptr && position <= cursor_) ++cursor_;
 }
 
 void MailIndex::Insert(const BYTE* entryId) {
   DWORD key = RecordKeyOf(entryId);
   Node* before = nullptr;
+  DWORD position = count_;
   if (count_ != 0 && tail_->entry->key >= key) {
-    DWORD position = 0;
     if (Search(key, &position)) {
       std::memcpy(At(position)->entry->entryId, entryId, kEntryIdSize);
       return;
@@ -91,10 +91,10 @@ void MailIndex::Insert(const BYTE* entryId) {
   std::memcpy(entry->entryId, entryId, kEntryIdSize);
   auto* node = new Node;
   node->entry = entry;
-  InsertBefore(before, node);
+  InsertBefore(before, position, node);
 }
 
-void MailIndex::Unlink(Node* node) {
+void MailIndex::Unlink(Node* node, DWORD position) {
   if (node->previous != nullptr) {
     node->previous->next = node->next;
   } else {
@@ -106,8 +106,12 @@ void MailIndex::Unlink(Node* node) {
     tail_ = node->previous;
   }
   --count_;
-  cursorNode_ = nullptr;
-  cursor_ = 0;
+  if (cursorNode_ == node) {
+    cursorNode_ = nullptr;
+    cursor_ = 0;
+  } else if (cursorNode_ != nullptr && position < cursor_) {
+    --cursor_;
+  }
   delete node->entry;
   delete node;
 }
@@ -115,7 +119,7 @@ void MailIndex::Unlink(Node* node) {
 bool MailIndex::Remove(DWORD key) {
   DWORD position = 0;
   if (!Search(key, &position)) return false;
-  Unlink(At(position));
+  Unlink(At(position), position);
   return true;
 }
 

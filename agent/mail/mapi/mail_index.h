@@ -49,8 +49,10 @@ class MailIndex {
   Node* At(DWORD position);
   // Search result: found, or the position where the search stopped.
   bool Search(DWORD key, DWORD* position);
-  void InsertBefore(Node* before, Node* node);
-  void Unlink(Node* node);
+  // `position` is where `node` goes (before `before`, or at the tail when
+  // that is null) or stands; the cursor stays on its node.
+  void InsertBefore(Node* before, DWORD position, Node* node);
+  void Unlink(Node* node, DWORD position);
 
   Node* head_ = nullptr;
   Node* tail_ = nullptr;

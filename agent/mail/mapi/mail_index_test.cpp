@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
 #include <vector>
 
 namespace agent {
@@ -71,6 +73,43 @@ TEST(MailIndexTest, FindAndRemove) {
   index.Clear();
   EXPECT_TRUE(index.empty());
   EXPECT_EQ(index.head(), nullptr);
+}
+
+// The cursor stays on its node through inserts and removals around it:
+// every lookup of a long mixed sequence agrees with an ordered map.
+TEST(MailIndexTest, TheCursorFollowsInsertsAndRemovals) {
+  MailIndex index;
+  std::map<DWORD, BYTE> expected;
+  std::mt19937 random(7);
+  for (int step = 0; step < 5000; ++step) {
+    DWORD key = random() % 700;
+    switch (random() % 4) {
+      case 0:
+      case 1: {
+        BYTE tag = static_cast<BYTE>(step);
+        index.Insert(EntryId(key, tag).data());
+        expected[key] = tag;
+        break;
+      }
+      case 2:
+        EXPECT_EQ(index.Remove(key), expected.erase(key) == 1) << step;
+        break;
+      default: {
+        MailIndexEntry* entry = index.Find(key);
+        auto it = expected.find(key);
+        ASSERT_EQ(entry != nullptr, it != expected.end()) << step;
+        if (entry != nullptr) {
+          EXPECT_EQ(entry->key, key);
+          EXPECT_EQ(entry->entryId[15], it->second) << step;
+        }
+      }
+    }
+    ASSERT_EQ(index.count(), expected.size()) << step;
+  }
+  std::vector<DWORD> keys;
+  keys.reserve(expected.size());
+  for (const auto& [key, tag] : expected) keys.push_back(key);
+  EXPECT_EQ(Keys(index), keys);
 }
 
 }  // namespace
