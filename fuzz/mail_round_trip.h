@@ -67,8 +67,9 @@ inline void MailRoundTrip(testing_support::ReusedHandheld& reused,
   using testing_support::PacketBuilder;
   testing_support::InProcessHandheld& handheld = reused.Fresh();
   const Bytes record(data, data + size);
-  const std::uint32_t oid = WrittenOid(handheld.Converse(
-      PacketBuilder(2, kMailType).U32(7).Raw(record).Frame()));
+  const std::uint32_t oid = WrittenOid(
+      handheld.Converse(PacketBuilder(2, kMailType).U32(7).Raw(record).Frame())
+          .output);
   if (oid == 0) return;
   Bytes input;
   for (const Bytes& frame :
