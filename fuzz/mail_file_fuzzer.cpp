@@ -38,10 +38,13 @@ void Exercise(const desktop::Result<MailMessage>& message, MailStore store) {
   }
 }
 
+// The list as a counted string brings it: UTF-16LE up to the first NUL.
 std::u16string Utf16(std::span<const std::uint8_t> bytes) {
   std::u16string text;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    text.push_back(static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8));
+    const auto unit = static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8);
+    if (unit == 0) break;
+    text.push_back(unit);
   }
   return text;
 }
