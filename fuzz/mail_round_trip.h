@@ -12,10 +12,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "device/device.h"
-#include "device/kernel/kernel.h"
 #include "protocol/wire.h"
+#include "tests/support/in_process_handheld.h"
 #include "tests/support/packet_builder.h"
 #include "tests/support/reused_handheld.h"
 
