@@ -3,7 +3,9 @@
 namespace testing_support {
 
 ReusedHandheld::ReusedHandheld(
-    const std::function<void(InProcessHandheld&)>& prepare) {
+    const std::function<void(InProcessHandheld&)>& prepare,
+    const device::InitOptions& options)
+    : handheld_(options) {
   // One conversation first, so that whatever the first conversation of a
   // handheld sets up once is part of the starting state.
   handheld_.Converse(FramePacket({1, 1}));

@@ -13,10 +13,12 @@ namespace testing_support {
 
 class ReusedHandheld {
  public:
-  // Builds the handheld and lets `prepare` fill it (conversations, clock);
-  // what `prepare` leaves is the state every use starts from.
+  // Builds the handheld from `options` and lets `prepare` fill it
+  // (conversations, clock); what `prepare` leaves is the state every use
+  // starts from.
   explicit ReusedHandheld(
-      const std::function<void(InProcessHandheld&)>& prepare = {});
+      const std::function<void(InProcessHandheld&)>& prepare = {},
+      const device::InitOptions& options = {});
   ReusedHandheld(const ReusedHandheld&) = delete;
   ReusedHandheld& operator=(const ReusedHandheld&) = delete;
 
