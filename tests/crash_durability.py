@@ -200,6 +200,8 @@ def trial(args, base, records, workdir, number, tally, full_seconds):
     plan = Plan(rng, records, BASE_FILE, number)
     server = ImageServer(os.path.join(args.bin_dir, "vorn-device"), image)
     received, how = converse_and_kill(server, plan, rng, full_seconds)
+    expect(server.exited is None, "trial %d (seed %d): the server ended by "
+           "itself with status %d" % (number, seed, server.exited or 0))
     tally.kills[how] = tally.kills.get(how, 0) + 1
     answered = check_answers(plan, received)
     tally.trials += 1

@@ -20,7 +20,8 @@ READ_MAX = 221174
 class ImageServer(ListenServer):
     """`vorn-device serve` on an image that already exists."""
 
-    def __init__(self, program, image):  # pylint: disable=super-init-not-called
+    def __init__(self, program, image):
+        self.exited = None
         self.program = program
         self.image = image
         self.process = subprocess.Popen(
@@ -30,7 +31,11 @@ class ImageServer(ListenServer):
         self.address = self._wait_for_address()
 
     def kill(self):
-        self.process.send_signal(signal.SIGKILL)
+        """SIGKILL; `exited` keeps the status of a server that had ended
+        by itself before."""
+        self.exited = self.process.poll()
+        if self.exited is None:
+            self.process.send_signal(signal.SIGKILL)
         self.process.wait()
         self.process.stderr.close()
 
