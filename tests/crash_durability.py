@@ -8,7 +8,8 @@ out, or in the middle of it) or after a random delay with every packet
 sent at once. Then the image is checked:
 
 - SQLite's integrity check is ok, with the server dead and again after a
-  restart;
+  restart (one trial in five also kills a restarted server while it opens
+  the image);
 - a restarted server answers a conversation and `vorn-device pim IMAGE ls
   contacts` works;
 - every packet whose reply frame arrived has its whole change there (lost
@@ -41,7 +42,7 @@ import crash_writes  # noqa
 from crash_writes import (CONTRACT, END, Plan, batch_packet,  # noqa
                           contact_fields, contract_packet, judge)
 from crash_image import (ImageServer, Seen, copy_image,  # noqa
-                         file_chunks, integrity)
+                         file_chunks, integrity, open_and_kill)
 
 BASE_RECORDS = 12
 BASE_FILE = b"base file:"
@@ -198,7 +199,8 @@ def trial(args, base, records, workdir, number, tally, full_seconds):
     image = os.path.join(workdir, "trial", "device.img")
     copy_image(base, image)
     plan = Plan(rng, records, BASE_FILE, number)
-    server = ImageServer(os.path.join(args.bin_dir, "vorn-device"), image)
+    program = os.path.join(args.bin_dir, "vorn-device")
+    server = ImageServer(program, image)
     received, how = converse_and_kill(server, plan, rng, full_seconds)
     expect(server.exited is None, "trial %d (seed %d): the server ended by "
            "itself with status %d" % (number, seed, server.exited or 0))
@@ -219,9 +221,13 @@ def trial(args, base, records, workdir, number, tally, full_seconds):
     if checked != "ok":
         report("damaged", "integrity check after the kill: " + checked)
         return
+    if rng.random() < 0.2:
+        # Killed again while it opens the image it crashed on.
+        open_and_kill(program, image, rng.uniform(0, 0.02))
+        tally.kills["again at open"] = tally.kills.get("again at open",
+                                                       0) + 1
     try:
-        seen = Seen(os.path.join(args.bin_dir, "vorn-device"), image, plan,
-                    records["witness"][0])
+        seen = Seen(program, image, plan, records["witness"][0])
     except TestFailure as failure:
         report("damaged", "the restarted server: %s" % failure)
         return
@@ -229,9 +235,8 @@ def trial(args, base, records, workdir, number, tally, full_seconds):
     if checked != "ok":
         report("damaged", "integrity check after the restart: " + checked)
     if number % args.pim_every == 0:
-        run = subprocess.run(
-            [os.path.join(args.bin_dir, "vorn-device"), "pim", image, "ls",
-             "contacts"], capture_output=True, text=True, check=False)
+        run = subprocess.run([program, "pim", image, "ls", "contacts"],
+                             capture_output=True, text=True, check=False)
         if run.returncode != 0 or len(run.stdout.splitlines()) != len(
                 seen.records):
             report("damaged", "pim ls contacts: status %d, %d lines for %d "

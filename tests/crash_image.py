@@ -8,6 +8,7 @@ import signal
 import sqlite3
 import struct
 import subprocess
+import time
 
 from listen_server import (ListenServer, counted, expect, frame,  # noqa
                            split_frames)
@@ -38,6 +39,19 @@ class ImageServer(ListenServer):
             self.process.send_signal(signal.SIGKILL)
         self.process.wait()
         self.process.stderr.close()
+
+
+def open_and_kill(program, image, delay):
+    """Starts `vorn-device serve` on the image and kills it after `delay`
+    seconds, while it opens the image (recovering its write-ahead log) or
+    waits for a desktop."""
+    process = subprocess.Popen(
+        [program, "serve", image, "--listen", "127.0.0.1:0"],
+        cwd=os.path.dirname(image), stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    time.sleep(delay)
+    process.send_signal(signal.SIGKILL)
+    process.wait()
 
 
 def integrity(image):
