@@ -88,7 +88,7 @@ const std::set<std::string> kAgentStandardHeaders = {
     "functional",       "cstdio",       "tuple",
     "sstream",          "unordered_map"};
 const std::set<std::string> kAgentTestHeaders = {"gtest/gtest.h", "filesystem",
-                                                 "fstream", "regex"};
+                                                 "fstream", "regex", "random"};
 
 struct Include {
   std::string file;    // relative to the source root
