@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include "device/image/utf8.h"
+
 namespace cli {
 
 int ReportError(std::string_view command, const std::string& message,
@@ -30,6 +32,14 @@ int RunInTransaction(std::string_view command, const std::string& image,
     return ReportError(command, e.what(), kExitFailure);
   }
   return 0;
+}
+
+std::string ListingColumn(const std::u16string& text) {
+  std::u16string plain = text;
+  for (char16_t& unit : plain) {
+    if (unit < 0x20 || unit == 0x7F) unit = u' ';
+  }
+  return device::Utf16ToValidUtf8(plain);
 }
 
 }  // namespace cli

@@ -1,5 +1,5 @@
-// What the commands of vorn-device share: their one-line errors and the
-// transaction around their work.
+// What the commands of vorn-device share: their one-line errors, the
+// transaction around their work and the columns of their listings.
 #ifndef VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
 #define VORN_CLI_VORN_DEVICE_COMMAND_SUPPORT_H_
 
@@ -27,6 +27,10 @@ int ReportError(std::string_view command, const std::string& message,
 int RunInTransaction(std::string_view command, const std::string& image,
                      const std::function<device::Status(device::Device&)>& work,
                      int failureStatus = kExitFailure, bool commit = true);
+
+// `text` as one tab-separated column of a listing: control characters
+// become spaces, the rest UTF-8.
+std::string ListingColumn(const std::u16string& text);
 
 }  // namespace cli
 

@@ -150,21 +150,14 @@ device::Status Add(device::Device& handheld, Request& request,
   return device::Status::Ok();
 }
 
-std::string Column(const std::u16string& text) {
-  std::u16string plain = text;
-  for (char16_t& unit : plain) {
-    if (unit < 0x20 || unit == 0x7F) unit = u' ';
-  }
-  return device::Utf16ToValidUtf8(plain);
-}
-
 device::Status List(device::Device& handheld, std::string* output) {
   device::MailEditor editor(handheld.mapi());
   for (const device::MailSummary& message : editor.List()) {
     *output += std::to_string(message.key) + "\t" +
                std::string(device::Mapi::FolderName(message.folder)) + "\t" +
                (message.read ? "read" : "unread") + "\t" +
-               Column(message.from) + "\t" + Column(message.subject) + "\t" +
+               ListingColumn(message.from) + "\t" +
+               ListingColumn(message.subject) + "\t" +
                std::to_string(message.recipients) + "\t" +
                std::to_string(message.attachments) + "\n";
   }

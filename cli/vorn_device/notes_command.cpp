@@ -137,13 +137,6 @@ std::optional<std::vector<std::uint8_t>> ReadWhole(device::Device& handheld,
   return bytes;
 }
 
-std::string PlainColumn(std::u16string text) {
-  for (char16_t& unit : text) {
-    if (unit < 0x20 || unit == 0x7F) unit = u' ';
-  }
-  return device::Utf16ToValidUtf8(text);
-}
-
 std::string Describe(device::Device& handheld, const WIN32_FIND_DATAW& found,
                      bool json) {
   std::u16string name = found.cFileName;
@@ -151,7 +144,7 @@ std::string Describe(device::Device& handheld, const WIN32_FIND_DATAW& found,
   const std::uint64_t size =
       (std::uint64_t{found.nFileSizeHigh} << 32) | found.nFileSizeLow;
   if (!json) {
-    return Hex(found.dwOID) + "\t" + PlainColumn(title) + "\t" +
+    return Hex(found.dwOID) + "\t" + ListingColumn(title) + "\t" +
            std::to_string(size) + "\n";
   }
   std::u16string text;

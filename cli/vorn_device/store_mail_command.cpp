@@ -1,6 +1,6 @@
 #include "cli/vorn_device/store_mail_command.h"
 
-#include "device/image/utf8.h"
+#include "cli/vorn_device/command_support.h"
 #include "device/kernel/kernel.h"
 #include "device/mapi/mapi.h"
 #include "device/msgstore/store_mail.h"
@@ -29,14 +29,6 @@ std::size_t AddressCount(const std::u16string& list) {
     }
   }
   return count;
-}
-
-std::string Column(const std::u16string& text) {
-  std::u16string plain = text;
-  for (char16_t& unit : plain) {
-    if (unit < 0x20 || unit == 0x7F) unit = u' ';
-  }
-  return device::Utf16ToValidUtf8(plain);
 }
 
 }  // namespace
@@ -82,8 +74,9 @@ device::Status ListStoreMail(device::Device& handheld, std::string* output) {
     std::size_t recipients =
         AddressCount(m.to) + AddressCount(m.cc) + AddressCount(m.bcc);
     *output += std::to_string(m.oid) + "\t" + m.folder + "\t" +
-               (m.read ? "read" : "unread") + "\t" + Column(m.from) + "\t" +
-               Column(m.subject) + "\t" + std::to_string(recipients) + "\t" +
+               (m.read ? "read" : "unread") + "\t" + ListingColumn(m.from) +
+               "\t" + ListingColumn(m.subject) + "\t" +
+               std::to_string(recipients) + "\t" +
                std::to_string(m.attachments.size()) + "\n";
   }
   return device::Status::Ok();
