@@ -19,7 +19,6 @@
 // Prints a table and, as the last line of standard output, one JSON object
 // with the keys of sync_bench, "contacts" read "messages", and the mail's
 // own keys.
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -30,7 +29,6 @@
 #include <thread>
 #include <vector>
 
-#include "agent/session/entry_point.h"
 #include "bench/support/bench_handheld.h"
 #include "bench/support/mirror_run.h"
 #include "bench/support/stage_benchmarks.h"
@@ -41,8 +39,6 @@
 #include "desktop/transport/tcp_stream.h"
 #include "desktop/wire/handheld_client.h"
 #include "device/mapi/mail_editor.h"
-#include "device/stream/byte_channel.h"
-#include "device/stream/conversation.h"
 
 namespace {
 
@@ -127,29 +123,11 @@ double IndexBuildMs(Handheld& handheld, int rounds) {
     requests.insert(requests.end(), {2, 0, 0, 0, 6, 4});
   }
   requests.insert(requests.end(), {2, 0, 0, 0, 1, 4});
-  struct Channel final : device::ByteChannel {
-    explicit Channel(const std::vector<std::uint8_t>& in) : input(in) {}
-    device::Result<std::size_t> ReadSome(
-        std::span<std::uint8_t> buffer) override {
-      std::size_t n = std::min(buffer.size(), input.size() - at);
-      std::copy_n(input.begin() + static_cast<std::ptrdiff_t>(at), n,
-                  buffer.begin());
-      at += n;
-      return n;
-    }
-    device::Status WriteAll(std::span<const std::uint8_t> bytes) override {
-      written += bytes.size();
-      return device::Status::Ok();
-    }
-    const std::vector<std::uint8_t>& input;
-    std::size_t at = 0;
-    std::size_t written = 0;
-  } channel(requests);
   auto start = Clock::now();
-  device::RunConversation(handheld.device(), channel, rsCeApiMgr);
+  std::uint64_t written = bench::ServeInProcess(handheld, requests);
   double ms = Since(start) * 1000 / rounds;
   // Each count reply is 4 + 6 bytes; the end of session 4.
-  if (channel.written != static_cast<std::size_t>(rounds) * 10 + 4) {
+  if (written != static_cast<std::uint64_t>(rounds) * 10 + 4) {
     Die("the count commands were not all answered");
   }
   return ms;

@@ -192,15 +192,20 @@ FetchRecording RecordFetch(Handheld& handheld, const Listener& listener,
   return fetch;
 }
 
-StageResult MeasureServing(Handheld& handheld, const FetchRecording& fetch) {
-  CountingChannel channel(fetch.requests);
-  auto start = Clock::now();
+std::uint64_t ServeInProcess(Handheld& handheld,
+                             const std::vector<std::uint8_t>& requests) {
+  CountingChannel channel(requests);
   device::RunConversation(handheld.device(), channel, rsCeApiMgr);
+  return channel.written();
+}
+
+StageResult MeasureServing(Handheld& handheld, const FetchRecording& fetch) {
+  auto start = Clock::now();
+  std::uint64_t written = ServeInProcess(handheld, fetch.requests);
   StageResult result{Since(start), fetch.oids.size()};
-  if (channel.written() != fetch.replies.size()) {
-    Die("the replayed conversation answered " +
-        std::to_string(channel.written()) + " bytes, not " +
-        std::to_string(fetch.replies.size()));
+  if (written != fetch.replies.size()) {
+    Die("the replayed conversation answered " + std::to_string(written) +
+        " bytes, not " + std::to_string(fetch.replies.size()));
   }
   return result;
 }

@@ -68,6 +68,11 @@ struct StageResult {
   }
 };
 
+// Feeds `requests` (whole request frames, end of session included) to the
+// handheld in process; returns the reply bytes it wrote, which are dropped.
+std::uint64_t ServeInProcess(Handheld& handheld,
+                             const std::vector<std::uint8_t>& requests);
+
 // Replays the recorded requests to the handheld in process; items are the
 // records served. Dies when the replies differ in length from the
 // recording.
