@@ -35,6 +35,7 @@ struct Item {
   std::int64_t mtime = 0;  // of the file, nanoseconds since 1970
   std::optional<std::string> agreed;
   Action action = Action::kNone;
+  bool conflict = false;  // changed on both sides, to different texts
 };
 
 struct State {
@@ -112,6 +113,7 @@ bool Decide(Item& item, const ConflictResolver& resolver) {
     change.kind =
         item.desktop.present ? SideChange::kChanged : SideChange::kDeleted;
     change.entry.mtime = item.mtime;
+    item.conflict = true;
     item.action = resolver.Decide(change) == ConflictResolver::Winner::kHandheld
                       ? Action::kPull
                       : Action::kPush;
@@ -211,11 +213,7 @@ Status NoteRun::KeepLosers() {
   std::unique_ptr<MirrorDirectory> conflicts;
   const std::string stamp = BasicUtcStamp(now_);
   for (const auto& [name, item] : items_) {
-    bool handheld_changed = item.handheld.hash != item.agreed.value_or("");
-    bool desktop_changed = item.desktop.hash != item.agreed.value_or("");
-    if (item.action == Action::kNone || !handheld_changed || !desktop_changed) {
-      continue;
-    }
+    if (!item.conflict) continue;
     bool handheld_wins = item.action == Action::kPull;
     const Side& loser = handheld_wins ? item.desktop : item.handheld;
     std::string line = "conflict notes/" + name +
