@@ -34,12 +34,12 @@ std::size_t AddressCount(const std::u16string& list) {
 }  // namespace
 
 bool ImageUsesMapi(device::Device& handheld) {
-  DWORD parts[3] = {};
-  std::string os =
-      handheld.image().GetMeta(device::Kernel::kOsVersionMeta, "3.0.11171");
-  if (!device::Kernel::ParseOsVersion(os, parts)) return false;
-  if (parts[0] >= 4) return true;
-  return parts[0] == 3 && parts[1] == 0 && parts[2] >= 11171;
+  OSVERSIONINFOW info = {};
+  info.dwOSVersionInfoSize = sizeof(info);
+  if (handheld.kernel().GetVersionExW(&info) == FALSE) return false;
+  if (info.dwMajorVersion >= 4) return true;
+  return info.dwMajorVersion == 3 && info.dwMinorVersion == 0 &&
+         info.dwBuildNumber >= 11171;
 }
 
 device::Status AddStoreMail(device::Device& handheld,
