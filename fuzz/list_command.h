@@ -58,6 +58,7 @@ inline void ListCommand(std::uint8_t command, const std::uint8_t* data,
     input.insert(input.end(), frame.begin(), frame.end());
   }
   reused.Fresh().Converse(input);
+  reused.Release();
 }
 
 }  // namespace fuzzing

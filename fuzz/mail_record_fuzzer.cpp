@@ -1,6 +1,6 @@
 // Feeds arbitrary mail records to the MAPI mail handler of a handheld whose
 // operating system has MAPI (fuzz/mail_round_trip.h): the message added,
-// read back with its attachments, listed, updated and read again.
+// read back with its attachments, updated and read again.
 #include <cstddef>
 #include <cstdint>
 

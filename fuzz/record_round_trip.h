@@ -79,6 +79,7 @@ inline void RecordRoundTrip(std::uint8_t dataType,
     input.insert(input.end(), frame.begin(), frame.end());
   }
   RecordHandheld().Fresh().Converse(input);
+  RecordHandheld().Release();
 }
 
 }  // namespace fuzzing

@@ -10,5 +10,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
   static testing_support::ReusedHandheld reused;
   reused.Fresh().Converse(testing_support::Bytes(data, data + size));
+  reused.Release();
   return 0;
 }

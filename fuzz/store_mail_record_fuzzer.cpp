@@ -1,6 +1,6 @@
 // Feeds arbitrary mail records to the message store mail handler of a
 // handheld whose operating system predates MAPI (fuzz/mail_round_trip.h):
-// the message added, read back, listed, updated and read again.
+// the message added, read back, updated and read again.
 #include <cstddef>
 #include <cstdint>
 

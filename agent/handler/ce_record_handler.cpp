@@ -365,7 +365,7 @@ int CCERecordHandler::ReadFileData() {
   ReadLong(request, offset);
   LONG position = static_cast<LONG>(ReadLong(request, offset));
   DWORD size = ReadLong(request, offset);
-  std::unique_ptr<BYTE[]> buffer = AllocateBuffer(size);
+  Buffer buffer = AllocateBuffer(size);
   HANDLE file = CreateFileW(path.get(), GENERIC_READ | GENERIC_WRITE, 0,
                             nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, 0);
   DWORD count = 0;

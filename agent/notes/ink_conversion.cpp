@@ -120,7 +120,7 @@ OwnedString NoteTextFromFile(HWND window, HANDLE file) {
     throw platform::Fault("note text of " + std::to_string(count) +
                           " bytes cannot be held");
   }
-  std::unique_ptr<BYTE[]> buffer = AllocateBuffer(count + 2);
+  Buffer buffer = AllocateBuffer(count + 2);
   BufferCookie copy = {buffer.get(), 0, count};
   stream = {reinterpret_cast<DWORD_PTR>(&copy), 0, &CopyText};
   SendMessageW(window, EM_STREAMOUT, kUnicodeTextFormat,
@@ -138,7 +138,7 @@ OwnedString NoteTextFromFile(HWND window, HANDLE file) {
 int NoteFileFromText(HWND window, LPCWSTR text, LPCWSTR path) {
   if (text == nullptr) throw platform::Fault("note text of no text");
   DWORD length = static_cast<DWORD>((wcslen(text) + 1) * 2);
-  std::unique_ptr<BYTE[]> bytes = AllocateBuffer(length);
+  Buffer bytes = AllocateBuffer(length);
   for (std::size_t i = 0; i < length / 2; ++i) {
     bytes[2 * i] = static_cast<BYTE>(text[i]);
     bytes[2 * i + 1] = static_cast<BYTE>(text[i] >> 8);

@@ -8,7 +8,9 @@
 #ifndef VORN_AGENT_SESSION_ALLOCATION_H_
 #define VORN_AGENT_SESSION_ALLOCATION_H_
 
+#include <cstdlib>
 #include <memory>
+#include <string>
 
 #include "platform/fault.h"
 #include "platform/types.h"
@@ -17,13 +19,31 @@ namespace agent {
 
 inline constexpr DWORD kMaxAllocation = 16U * 1024U * 1024U;
 
+struct FreeBuffer {
+  void operator()(BYTE* bytes) const { std::free(bytes); }
+};
+using Buffer = std::unique_ptr<BYTE[], FreeBuffer>;
+
+// A zero-filled buffer of `size` bytes (at least one). It comes from calloc:
+// pages fresh from the system are zero already and are not touched until
+// used, so a large buffer of which a conversation writes a few bytes costs
+// only those bytes.
+inline Buffer ZeroedBuffer(std::size_t size) {
+  Buffer buffer(static_cast<BYTE*>(std::calloc(size == 0 ? 1 : size, 1)));
+  if (!buffer) {
+    throw platform::Fault("allocation of " + std::to_string(size) +
+                          " bytes failed");
+  }
+  return buffer;
+}
+
 // A zero-filled buffer of `size` bytes; a fault above kMaxAllocation.
-inline std::unique_ptr<BYTE[]> AllocateBuffer(DWORD size) {
+inline Buffer AllocateBuffer(DWORD size) {
   if (size > kMaxAllocation) {
     throw platform::Fault("allocation of " + std::to_string(size) +
                           " bytes failed");
   }
-  return std::unique_ptr<BYTE[]>(new BYTE[size == 0 ? 1 : size]());
+  return ZeroedBuffer(size);
 }
 
 }  // namespace agent

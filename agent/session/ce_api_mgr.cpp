@@ -57,7 +57,7 @@ HRESULT CreateApplication(IPOutlookApp** app) {
 
 }  // namespace
 
-CeApiMgr::CeApiMgr() : replyBuffer(new BYTE[protocol::kReplyBufferSize]()) {}
+CeApiMgr::CeApiMgr() : replyBuffer(ZeroedBuffer(protocol::kReplyBufferSize)) {}
 
 CeApiMgr::~CeApiMgr() {
   if (app != nullptr) {

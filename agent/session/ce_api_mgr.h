@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "agent/session/allocation.h"
 #include "platform/pimstore.h"
 #include "platform/types.h"
 
@@ -28,7 +29,7 @@ class CeApiMgr {
   int Start();
 
   IPOutlookApp* app = nullptr;
-  std::unique_ptr<BYTE[]> replyBuffer;
+  Buffer replyBuffer;
 };
 
 }  // namespace agent

@@ -83,7 +83,7 @@ void RunSessionLoop(CeApiMgr& session, IRAPIStream* stream) {
     ULONG done = 0;
     stream->Read(frame, sizeof(frame), &done);
     DWORD length = protocol::GetU32(frame);
-    std::unique_ptr<BYTE[]> packet = AllocateBuffer(length);
+    Buffer packet = AllocateBuffer(length);
     stream->Read(packet.get(), length, &done);
     ServePacket(session, stream, packet.get(), length);
     ended = packet[0] == static_cast<BYTE>(protocol::Command::kEndSession);

@@ -73,41 +73,49 @@ FileNode FileTable::NodeFrom(Statement& row) {
   return node;
 }
 
+std::optional<FileNode> FileTable::FirstNode(Statement& query) {
+  std::optional<FileNode> node;
+  if (query.Step()) node = NodeFrom(query);
+  query.Reset();
+  return node;
+}
+
 std::optional<FileNode> FileTable::Find(std::uint32_t parent,
                                         std::u16string_view name) {
-  Statement query =
-      image_.Prepare(std::string("SELECT ") + std::string(kNodeColumns) +
-                     " FROM fs_node WHERE parent = ? AND fold = ?");
+  Statement& query =
+      image_.Cached(std::string("SELECT ") + std::string(kNodeColumns) +
+                    " FROM fs_node WHERE parent = ? AND fold = ?");
   query.Bind(1, std::int64_t{parent}).Bind(2, FoldKey(name));
-  if (!query.Step()) return std::nullopt;
-  return NodeFrom(query);
+  return FirstNode(query);
 }
 
 std::optional<FileNode> FileTable::Get(std::uint32_t oid) {
   if (oid == 0) return std::nullopt;
-  Statement query =
-      image_.Prepare(std::string("SELECT ") + std::string(kNodeColumns) +
-                     " FROM fs_node WHERE oid = ?");
+  Statement& query =
+      image_.Cached(std::string("SELECT ") + std::string(kNodeColumns) +
+                    " FROM fs_node WHERE oid = ?");
   query.Bind(1, std::int64_t{oid});
-  if (!query.Step()) return std::nullopt;
-  return NodeFrom(query);
+  return FirstNode(query);
 }
 
 std::vector<FileNode> FileTable::Children(std::uint32_t parent) {
-  Statement query =
-      image_.Prepare(std::string("SELECT ") + std::string(kNodeColumns) +
-                     " FROM fs_node WHERE parent = ? ORDER BY fold, oid");
+  Statement& query =
+      image_.Cached(std::string("SELECT ") + std::string(kNodeColumns) +
+                    " FROM fs_node WHERE parent = ? ORDER BY fold, oid");
   query.Bind(1, std::int64_t{parent});
   std::vector<FileNode> children;
   while (query.Step()) children.push_back(NodeFrom(query));
+  query.Reset();
   return children;
 }
 
 bool FileTable::HasChildren(std::uint32_t parent) {
-  Statement query =
-      image_.Prepare("SELECT 1 FROM fs_node WHERE parent = ? LIMIT 1");
+  Statement& query =
+      image_.Cached("SELECT 1 FROM fs_node WHERE parent = ? LIMIT 1");
   query.Bind(1, std::int64_t{parent});
-  return query.Step();
+  bool any = query.Step();
+  query.Reset();
+  return any;
 }
 
 std::optional<std::uint32_t> FileTable::FindDirectory(
@@ -130,7 +138,7 @@ FileNode FileTable::Create(std::uint32_t parent, std::u16string_view name,
   node.directory = directory;
   node.attributes = attributes & kSettableAttributes;
   node.created = node.written = Now();
-  Statement insert = image_.Prepare(
+  Statement& insert = image_.Cached(
       "INSERT INTO fs_node(oid, parent, name, fold, directory, attributes, "
       "created, written, size) VALUES(?, ?, ?, ?, ?, ?, ?, ?, 0)");
   insert.Bind(1, std::int64_t{node.oid})
@@ -146,8 +154,8 @@ FileNode FileTable::Create(std::uint32_t parent, std::u16string_view name,
 }
 
 void FileTable::SetAttributes(std::uint32_t oid, DWORD attributes) {
-  Statement update =
-      image_.Prepare("UPDATE fs_node SET attributes = ? WHERE oid = ?");
+  Statement& update =
+      image_.Cached("UPDATE fs_node SET attributes = ? WHERE oid = ?");
   update.Bind(1, std::int64_t{attributes & kSettableAttributes})
       .Bind(2, std::int64_t{oid});
   update.Run();
@@ -155,7 +163,7 @@ void FileTable::SetAttributes(std::uint32_t oid, DWORD attributes) {
 
 void FileTable::Move(std::uint32_t oid, std::uint32_t parent,
                      std::u16string_view name) {
-  Statement update = image_.Prepare(
+  Statement& update = image_.Cached(
       "UPDATE fs_node SET parent = ?, name = ?, fold = ? WHERE oid = ?");
   update.Bind(1, std::int64_t{parent})
       .Bind(2, Utf8(name))
@@ -165,19 +173,19 @@ void FileTable::Move(std::uint32_t oid, std::uint32_t parent,
 }
 
 void FileTable::Remove(std::uint32_t oid) {
-  Statement chunks = image_.Prepare("DELETE FROM fs_chunk WHERE oid = ?");
+  Statement& chunks = image_.Cached("DELETE FROM fs_chunk WHERE oid = ?");
   chunks.Bind(1, std::int64_t{oid});
   chunks.Run();
-  Statement node = image_.Prepare("DELETE FROM fs_node WHERE oid = ?");
+  Statement& node = image_.Cached("DELETE FROM fs_node WHERE oid = ?");
   node.Bind(1, std::int64_t{oid});
   node.Run();
 }
 
 void FileTable::Truncate(std::uint32_t oid) {
-  Statement chunks = image_.Prepare("DELETE FROM fs_chunk WHERE oid = ?");
+  Statement& chunks = image_.Cached("DELETE FROM fs_chunk WHERE oid = ?");
   chunks.Bind(1, std::int64_t{oid});
   chunks.Run();
-  Statement update = image_.Prepare(
+  Statement& update = image_.Cached(
       "UPDATE fs_node SET size = 0, written = ?, "
       "attributes = attributes | ? WHERE oid = ?");
   update.Bind(1, static_cast<std::int64_t>(Now()))

@@ -104,6 +104,8 @@ class FileTable {
 
  private:
   FileNode NodeFrom(Statement& row);
+  // The first row of `query` (which is reset after it), if any.
+  std::optional<FileNode> FirstNode(Statement& query);
 
   DeviceImage& image_;
 };

@@ -240,14 +240,14 @@ void DeviceImage::InitializeSchema() {
 }
 
 Statement& DeviceImage::Cached(std::string_view sql) {
-  for (auto& [text, statement] : cached_) {
-    if (text == sql) {
-      statement->Reset();
-      return *statement;
-    }
+  auto found = cached_.find(sql);
+  if (found != cached_.end()) {
+    found->second->Reset();
+    return *found->second;
   }
-  cached_.emplace_back(std::string(sql), std::make_unique<Statement>(db_, sql));
-  return *cached_.back().second;
+  return *cached_
+              .emplace(std::string(sql), std::make_unique<Statement>(db_, sql))
+              .first->second;
 }
 
 void DeviceImage::Exec(std::string_view sql) { ExecOn(db_, sql); }
@@ -306,15 +306,23 @@ void DeviceImage::Rewind() {
 }
 
 std::uint32_t DeviceImage::NewOid() {
-  // One statement takes the next OID and stores the one after it (as text,
-  // like every meta value); the first OID handed out is 65536.
-  Statement& statement = Cached(
+  // The next OID is stored as text, like every meta value; the first one
+  // handed out is 65536. The counter moves before it is read, inside one
+  // transaction, so the write lock comes first and no two writers get the
+  // same OID. (Two plain statements: one with a RETURNING clause builds a
+  // temporary table on every call.)
+  const bool own = Begin();
+  Cached(
       "INSERT INTO meta(key, value) VALUES('next_oid', '65537') "
       "ON CONFLICT(key) DO UPDATE SET value=CAST(CAST(value AS INTEGER) + 1 "
-      "AS TEXT) RETURNING CAST(value AS INTEGER) - 1");
-  if (!statement.Step()) Fail(db_, "device image");
-  std::int64_t next = statement.Int(0);
-  statement.Run();
+      "AS TEXT)")
+      .Run();
+  Statement& read = Cached(
+      "SELECT CAST(value AS INTEGER) - 1 FROM meta WHERE key='next_oid'");
+  if (!read.Step()) Fail(db_, "device image");
+  const std::int64_t next = read.Int(0);
+  read.Reset();
+  if (own) Commit();
   return static_cast<std::uint32_t>(next);
 }
 

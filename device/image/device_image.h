@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "device/image/status.h"
@@ -120,7 +121,16 @@ class DeviceImage {
   std::string path_;
   bool held_ = false;
   bool inSavepoint_ = false;
-  std::vector<std::pair<std::string, std::unique_ptr<Statement>>> cached_;
+  // Prepared statements by their text, looked up without copying the text.
+  struct SqlHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view sql) const {
+      return std::hash<std::string_view>{}(sql);
+    }
+  };
+  std::unordered_map<std::string, std::unique_ptr<Statement>, SqlHash,
+                     std::equal_to<>>
+      cached_;
 };
 
 }  // namespace device

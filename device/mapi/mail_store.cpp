@@ -43,7 +43,7 @@ DWORD MailStore::FolderKey(MailFolder folder) {
   select.Reset();
   if (key) return *key;
   DWORD fresh = image_.NewOid();
-  image_.Prepare("INSERT INTO mapi_folders(folder, key) VALUES(?, ?)")
+  image_.Cached("INSERT INTO mapi_folders(folder, key) VALUES(?, ?)")
       .Bind(1, static_cast<int>(folder))
       .Bind(2, fresh)
       .Run();
@@ -132,11 +132,11 @@ std::optional<MapiMessageData> MailStore::LoadMessage(DWORD key) {
 
 void MailStore::SaveMessage(const MapiMessageData& message) {
   image_
-      .Prepare("INSERT OR REPLACE INTO mapi_messages(key, folder) VALUES(?, ?)")
+      .Cached("INSERT OR REPLACE INTO mapi_messages(key, folder) VALUES(?, ?)")
       .Bind(1, message.key)
       .Bind(2, static_cast<int>(message.folder))
       .Run();
-  image_.Prepare("DELETE FROM mapi_props WHERE key=? AND part IN (0, 1)")
+  image_.Cached("DELETE FROM mapi_props WHERE key=? AND part IN (0, 1)")
       .Bind(1, message.key)
       .Run();
   SaveProps(message.key, kMessagePart, 0, message.props);
@@ -151,8 +151,8 @@ bool MailStore::DeleteMessage(DWORD key) {
   bool found = select.Step();
   select.Reset();
   if (!found) return false;
-  image_.Prepare("DELETE FROM mapi_messages WHERE key=?").Bind(1, key).Run();
-  image_.Prepare("DELETE FROM mapi_props WHERE key=?").Bind(1, key).Run();
+  image_.Cached("DELETE FROM mapi_messages WHERE key=?").Bind(1, key).Run();
+  image_.Cached("DELETE FROM mapi_props WHERE key=?").Bind(1, key).Run();
   return true;
 }
 
@@ -184,13 +184,14 @@ std::optional<ULONG> MailStore::NamedId(std::u16string_view name, bool create) {
   if (select.Step()) id = static_cast<ULONG>(select.Int(0));
   select.Reset();
   if (id || !create) return id;
-  Statement next = image_.Prepare("SELECT max(id) FROM mapi_names");
+  Statement& next = image_.Cached("SELECT max(id) FROM mapi_names");
   ULONG fresh = kFirstNamedId;
   if (next.Step() && !next.IsNull(0)) {
     fresh = static_cast<ULONG>(next.Int(0)) + 1;
   }
+  next.Reset();
   if (fresh > 0xFFFE) return std::nullopt;
-  image_.Prepare("INSERT INTO mapi_names(name, id) VALUES(?, ?)")
+  image_.Cached("INSERT INTO mapi_names(name, id) VALUES(?, ?)")
       .Bind(1, utf8)
       .Bind(2, fresh)
       .Run();

@@ -18,4 +18,6 @@ InProcessHandheld& ReusedHandheld::Fresh() {
   return handheld_;
 }
 
+void ReusedHandheld::Release() { handheld_.device().Rewind(); }
+
 }  // namespace testing_support

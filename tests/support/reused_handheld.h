@@ -24,6 +24,11 @@ class ReusedHandheld {
 
   // The handheld as `prepare` left it.
   InProcessHandheld& Fresh();
+  // Drops what the last use changed now instead of at the next Fresh(), so
+  // that a use frees what it allocated before it ends. (libFuzzer takes an
+  // input that allocates more than it frees for a possible leak and runs
+  // it again with leak checking.)
+  void Release();
 
  private:
   InProcessHandheld handheld_;

@@ -174,7 +174,7 @@ void MailMessageEncoder::WriteBody(IMessage* message) {
   stream->Stat(&stat, STATFLAG_NONAME);
   auto size = static_cast<DWORD>(stat.cbSize.QuadPart);
   if (size != 0) {
-    std::unique_ptr<BYTE[]> buffer = AllocateBuffer(size);
+    Buffer buffer = AllocateBuffer(size);
     ULONG read = 0;
     stream->Read(buffer.get(), size, &read);
     std::vector<WCHAR> text = TextOf(buffer.get(), read < size ? read : size);
@@ -268,7 +268,7 @@ HRESULT MailMessageEncoder::ExportAttachment(IAttach* attach,
   LARGE_INTEGER start = {0};
   keep(stream->Seek(start, STREAM_SEEK_SET, nullptr));
   auto size = static_cast<DWORD>(stat.cbSize.QuadPart);
-  std::unique_ptr<BYTE[]> buffer = AllocateBuffer(size);
+  Buffer buffer = AllocateBuffer(size);
   ULONG read = 0;
   keep(stream->Read(buffer.get(), size, &read));
 
