@@ -194,6 +194,7 @@ Status NoteRun::Gather(const std::vector<Note>& notes) {
   // A cut run may have written a side and not the state: that side, where
   // it has what the run was carrying, agrees with the other as it was
   // then (a later edit on the other side is a change of that side alone).
+  // The state learns it at once: this run's journal replaces that one.
   for (auto [journal, handheld] :
        {std::pair{&state_.pushing, true}, std::pair{&state_.pulling, false}}) {
     for (const auto& [name, hash] : *journal) {
@@ -202,8 +203,13 @@ Status NoteRun::Gather(const std::vector<Note>& notes) {
       const Side& target =
           handheld ? item->second.handheld : item->second.desktop;
       if (target.hash != hash) continue;
-      item->second.agreed =
-          hash.empty() ? std::nullopt : std::optional<std::string>(hash);
+      if (hash.empty()) {
+        item->second.agreed.reset();
+        state_.agreed.erase(name);
+      } else {
+        item->second.agreed = hash;
+        state_.agreed[name] = hash;
+      }
     }
   }
   // A note the handheld sent without its text cannot be compared.

@@ -172,6 +172,29 @@ TEST_F(NoteSyncTest, EditsAfterARunCutBetweenItsWritesAreNoConflicts) {
   EXPECT_FALSE(std::filesystem::exists(root_ + "/.vorn-conflicts"));
 }
 
+TEST_F(NoteSyncTest, WhatACutRunCarriedOverOutlivesTheNextCutRun) {
+  for (const char16_t* title : {u"A", u"B"}) handheld_.Add(title, u"0");
+  ASSERT_TRUE(Sync().ok());
+  WriteAll(File("A.txt"), "1");
+  WriteAll(File("B.txt"), "1");
+  handheld_.cut_at = handheld_.writes + 2;  // A is written, B is not
+  ASSERT_FALSE(Sync().ok());
+  // The next run is cut at its first write too: A's second edit.
+  WriteAll(File("A.txt"), "2");
+  handheld_.cut_at = handheld_.writes + 1;
+  ASSERT_FALSE(Sync().ok());
+  ASSERT_EQ(handheld_.Titled(u"A")->text, u"1");
+  handheld_.cut_at = 0;
+  std::filesystem::remove(File("A.txt"));
+  auto next = Sync();
+  ASSERT_TRUE(next.ok()) << next.status().message();
+  EXPECT_TRUE(next->conflicts.empty()) << next->conflicts.front();
+  EXPECT_EQ(handheld_.Titled(u"A"), nullptr);
+  EXPECT_FALSE(std::filesystem::exists(File("A.txt")));
+  ASSERT_NE(handheld_.Titled(u"B"), nullptr);
+  EXPECT_EQ(handheld_.Titled(u"B")->text, u"1");
+}
+
 TEST_F(NoteSyncTest, ConflictsFollowThePolicyAndKeepTheLoser) {
   std::uint32_t oid = handheld_.Add(u"Plan", u"v1");
   ASSERT_TRUE(Sync().ok());
