@@ -159,4 +159,37 @@ TEST(SyncKillTest, RunsKilledAnywhereLoseAndDuplicateNothing) {
   EXPECT_EQ(server.Stop(), 0);
 }
 
+// A full run cut in the appointments, after the contacts finished theirs:
+// the appointments' contract already has its mark at the cut, so only a
+// full run of the appointments finds what the cut run did not carry over,
+// even though the contacts' full run of the next run finishes first again.
+TEST(SyncKillTest, FullRunCutAfterTheContactsIsRepeatedForTheRest) {
+  TempDir tmp;
+  setenv("XDG_CONFIG_HOME", tmp.path("config").c_str(), 1);
+  std::string image = tmp.path("h.img");
+  std::string dir = tmp.path("mirror");
+  ASSERT_EQ(RunProgram({"vorn-device", "init", image}).exitCode, 0);
+  for (const char* subject : {"one", "two", "three"}) {
+    ProgramResult added = RunProgram(
+        {"vorn-device", "pim", image, "add", "appointments",
+         std::string(R"({"Subject":")") + subject +
+             R"(","Start":"2026-12-01T10:00:00","End":"2026-12-01T11:00:00"})"});
+    ASSERT_EQ(added.exitCode, 0) << added.err;
+  }
+  // No contacts: their run fetches nothing and finishes; the appointments'
+  // run stops after its first record, as if the process were killed there.
+  setenv("VORN_SYNC_STOP_AFTER_RECORDS", "1", 1);
+  ProgramResult cut = RunProgram({"vorn", "--image", image, "sync", dir});
+  unsetenv("VORN_SYNC_STOP_AFTER_RECORDS");
+  ASSERT_EQ(cut.exitCode, 3) << cut.err;
+  ProgramResult rest = RunProgram({"vorn", "--image", image, "sync", dir});
+  ASSERT_EQ(rest.exitCode, 0) << rest.err;
+  std::size_t files = 0;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(dir + "/calendar")) {
+    files += entry.path().extension() == ".ics" ? 1 : 0;
+  }
+  EXPECT_EQ(files, 3u) << rest.outText();
+}
+
 }  // namespace

@@ -41,6 +41,11 @@ struct Item {
 struct State {
   std::int64_t last_run = 0;
   std::map<std::string, std::string> agreed;  // file name, text hash
+  // What a run that has not finished was carrying over, journaled before
+  // it wrote anything: file name, hash of the text the handheld (pushing)
+  // or the file (pulling) was to get, "" for a deletion.
+  std::map<std::string, std::string> pushing;
+  std::map<std::string, std::string> pulling;
 };
 
 Side SideOf(std::string text) {
@@ -79,6 +84,13 @@ Result<State> LoadState(const MirrorDirectory& top, bool* found) {
     for (const auto& [name, hash] : json->at("notes").items()) {
       state.agreed[name] = hash.get<std::string>();
     }
+    for (auto [key, journal] : {std::pair{"pushing", &state.pushing},
+                                std::pair{"pulling", &state.pulling}}) {
+      if (!json->contains(key)) continue;
+      for (const auto& [name, hash] : json->at(key).items()) {
+        (*journal)[name] = hash.get<std::string>();
+      }
+    }
   } catch (const Json::exception& e) {
     return Status::Error(top.path() + "/" + NoteSync::kStateFile +
                          ": not a notes state: " + e.what());
@@ -93,6 +105,13 @@ Status SaveState(MirrorDirectory& top, const State& state) {
   Json notes = Json::object();
   for (const auto& [name, hash] : state.agreed) notes[name] = hash;
   json["notes"] = std::move(notes);
+  for (auto [key, journal] : {std::pair{"pushing", &state.pushing},
+                              std::pair{"pulling", &state.pulling}}) {
+    if (journal->empty()) continue;
+    Json hashes = Json::object();
+    for (const auto& [name, hash] : *journal) hashes[name] = hash;
+    json[key] = std::move(hashes);
+  }
   return top.WriteFileDurably(NoteSync::kStateFile, JsonText::Write(json));
 }
 
@@ -133,6 +152,8 @@ class NoteRun {
   Status Gather(const std::vector<Note>& notes);
   Status CheckDeletions() const;
   Status KeepLosers();
+  // Saves what the run is about to carry over, before it writes.
+  Status Journal();
   Status Push(const std::string& name, Item& item);
   Status Pull();
 
@@ -170,6 +191,27 @@ Status NoteRun::Gather(const std::vector<Note>& notes) {
     item.mtime = entry.mtime;
   }
   for (const auto& [name, hash] : state_.agreed) items_[name].agreed = hash;
+  // A cut run may have written a side and not the state: that side, where
+  // it has what the run was carrying, agrees with the other as it was
+  // then (a later edit on the other side is a change of that side alone).
+  // The state learns it at once: this run's journal replaces that one.
+  for (auto [journal, handheld] :
+       {std::pair{&state_.pushing, true}, std::pair{&state_.pulling, false}}) {
+    for (const auto& [name, hash] : *journal) {
+      auto item = items_.find(name);
+      if (item == items_.end()) continue;
+      const Side& target =
+          handheld ? item->second.handheld : item->second.desktop;
+      if (target.hash != hash) continue;
+      if (hash.empty()) {
+        item->second.agreed.reset();
+        state_.agreed.erase(name);
+      } else {
+        item->second.agreed = hash;
+        state_.agreed[name] = hash;
+      }
+    }
+  }
   // A note the handheld sent without its text cannot be compared.
   for (const std::string& name : unreadable) items_.erase(name);
   ConflictResolver resolver(options_.conflict, state_.last_run, now_);
@@ -207,6 +249,17 @@ Status NoteRun::CheckDeletions() const {
     }
   }
   return Status::Ok();
+}
+
+Status NoteRun::Journal() {
+  state_.pushing.clear();
+  state_.pulling.clear();
+  for (const auto& [name, item] : items_) {
+    if (item.action == Action::kPush) state_.pushing[name] = item.desktop.hash;
+    if (item.action == Action::kPull) state_.pulling[name] = item.handheld.hash;
+  }
+  if (state_.pushing.empty() && state_.pulling.empty()) return Status::Ok();
+  return SaveState(top_, state_);
 }
 
 Status NoteRun::KeepLosers() {
@@ -314,10 +367,13 @@ Result<NoteSyncSummary> NoteRun::Go(const std::vector<Note>& notes) {
   VORN_RETURN_IF_ERROR(Gather(notes));
   VORN_RETURN_IF_ERROR(CheckDeletions());
   VORN_RETURN_IF_ERROR(KeepLosers());
+  VORN_RETURN_IF_ERROR(Journal());
   for (auto& [name, item] : items_) {
     if (item.action == Action::kPush) VORN_RETURN_IF_ERROR(Push(name, item));
   }
   VORN_RETURN_IF_ERROR(Pull());
+  state_.pushing.clear();
+  state_.pulling.clear();
   state_.last_run = now_;
   VORN_RETURN_IF_ERROR(SaveState(top_, state_));
   return summary_;

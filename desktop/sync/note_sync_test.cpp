@@ -28,7 +28,7 @@ void WriteAll(const std::string& path, const std::string& text) {
 class FakeHandheld final : public NoteWriter {
  public:
   Result<Note> Write(std::uint32_t oid, const Note& note) override {
-    ++writes;
+    if (++writes == cut_at) return Status::Error("the conversation ended");
     std::u16string title = note.title;
     for (char16_t& c : title) {
       if (c == u'/') c = u'_';
@@ -78,6 +78,7 @@ class FakeHandheld final : public NoteWriter {
   std::uint32_t next = 100;
   int writes = 0;
   int deletes = 0;
+  int cut_at = 0;  // the write that fails as if the run were killed there
 };
 
 class NoteSyncTest : public ::testing::Test {
@@ -142,6 +143,56 @@ TEST_F(NoteSyncTest, ChangesTravelBothWays) {
   EXPECT_EQ(fourth->removed, 1U);
   EXPECT_EQ(ReadAll(File("New.txt")), "edited on the handheld");
   EXPECT_FALSE(std::filesystem::exists(File("Shop.txt")));
+}
+
+TEST_F(NoteSyncTest, EditsAfterARunCutBetweenItsWritesAreNoConflicts) {
+  for (const char16_t* title : {u"A", u"B", u"C"}) handheld_.Add(title, u"0");
+  ASSERT_TRUE(Sync().ok());
+  for (const char* name : {"A.txt", "B.txt", "C.txt"})
+    WriteAll(File(name), "1");
+  // A and B reach the handheld, then the run ends before its state.
+  handheld_.cut_at = handheld_.writes + 3;
+  ASSERT_FALSE(Sync().ok());
+  ASSERT_EQ(handheld_.Titled(u"B")->text, u"1");
+  ASSERT_EQ(handheld_.Titled(u"C")->text, u"0");
+  handheld_.cut_at = 0;
+  // The directory's user goes on before the next run.
+  WriteAll(File("A.txt"), "2");
+  std::filesystem::remove(File("B.txt"));
+  auto next = Sync();
+  ASSERT_TRUE(next.ok()) << next.status().message();
+  EXPECT_TRUE(next->conflicts.empty()) << next->conflicts.front();
+  ASSERT_NE(handheld_.Titled(u"A"), nullptr);
+  EXPECT_EQ(handheld_.Titled(u"A")->text, u"2");
+  EXPECT_EQ(handheld_.Titled(u"B"), nullptr);
+  ASSERT_NE(handheld_.Titled(u"C"), nullptr);
+  EXPECT_EQ(handheld_.Titled(u"C")->text, u"1");
+  EXPECT_EQ(ReadAll(File("A.txt")), "2");
+  EXPECT_FALSE(std::filesystem::exists(File("B.txt")));
+  EXPECT_FALSE(std::filesystem::exists(root_ + "/.vorn-conflicts"));
+}
+
+TEST_F(NoteSyncTest, WhatACutRunCarriedOverOutlivesTheNextCutRun) {
+  for (const char16_t* title : {u"A", u"B"}) handheld_.Add(title, u"0");
+  ASSERT_TRUE(Sync().ok());
+  WriteAll(File("A.txt"), "1");
+  WriteAll(File("B.txt"), "1");
+  handheld_.cut_at = handheld_.writes + 2;  // A is written, B is not
+  ASSERT_FALSE(Sync().ok());
+  // The next run is cut at its first write too: A's second edit.
+  WriteAll(File("A.txt"), "2");
+  handheld_.cut_at = handheld_.writes + 1;
+  ASSERT_FALSE(Sync().ok());
+  ASSERT_EQ(handheld_.Titled(u"A")->text, u"1");
+  handheld_.cut_at = 0;
+  std::filesystem::remove(File("A.txt"));
+  auto next = Sync();
+  ASSERT_TRUE(next.ok()) << next.status().message();
+  EXPECT_TRUE(next->conflicts.empty()) << next->conflicts.front();
+  EXPECT_EQ(handheld_.Titled(u"A"), nullptr);
+  EXPECT_FALSE(std::filesystem::exists(File("A.txt")));
+  ASSERT_NE(handheld_.Titled(u"B"), nullptr);
+  EXPECT_EQ(handheld_.Titled(u"B")->text, u"1");
 }
 
 TEST_F(NoteSyncTest, ConflictsFollowThePolicyAndKeepTheLoser) {

@@ -113,6 +113,12 @@ Result<SyncSummary> SyncEngine::Run() {
   return summary_;
 }
 
+bool SyncEngine::FullRunPending(const SyncState& state) const {
+  auto items = state.collections.find(adapter_.collection());
+  return state.full_mirror_pending || (items != state.collections.end() &&
+                                       items->second.full_mirror_pending);
+}
+
 Status SyncEngine::Prepare(std::optional<SyncState>& state) {
   std::string partner = options_.partner;
   if (partner.empty() && state) partner = state->partner;
@@ -141,11 +147,18 @@ Status SyncEngine::Prepare(std::optional<SyncState>& state) {
         "the directory mirrored contract \"" + state->partner + "\"";
   } else if (state->machine_id != summary_.machine_id) {
     summary_.full_reason = "the directory mirrored another handheld";
-  } else if (state->full_mirror_pending) {
+  } else if (FullRunPending(*state)) {
     summary_.full_reason = "the last full mirror did not finish";
   }
   summary_.full = !summary_.full_reason.empty();
   if (state) state_ = std::move(*state);
+  // The one flag of an older program's state stood for every collection.
+  if (state_.full_mirror_pending) {
+    for (auto& [name, items] : state_.collections) {
+      items.full_mirror_pending = true;
+    }
+    state_.full_mirror_pending = false;
+  }
   last_run_start_ = state_.last_run_epoch;
   // Pairings made with another handheld mean nothing for this one; the
   // files stay and are compared as new ones.
@@ -155,7 +168,7 @@ Status SyncEngine::Prepare(std::optional<SyncState>& state) {
   state_.partner = partner;
   state_.machine_id = summary_.machine_id;
   if (!options_.time_zone.empty()) state_.time_zone = options_.time_zone;
-  if (!state) state_.full_mirror_pending = true;
+  if (!state) collection().full_mirror_pending = true;
   return Status::Ok();
 }
 
@@ -190,7 +203,7 @@ Result<ChangeList> SyncEngine::ChangedRecords() {
   // reply. Nothing but a full run can catch up then, so the next run makes
   // one (a cut that merely happened here costs that run a full comparison,
   // never a lost change).
-  state_.full_mirror_pending = true;
+  collection().full_mirror_pending = true;
   (void)SaveState();
   return changes.status().WithContext(
       "listing the changes failed (more than " + std::to_string(kMaxChanges) +
@@ -213,7 +226,7 @@ Result<std::vector<HandheldChange>> SyncEngine::HandheldSide() {
 }
 
 Result<std::vector<HandheldChange>> SyncEngine::ReadEverything() {
-  state_.full_mirror_pending = true;
+  collection().full_mirror_pending = true;
   VORN_RETURN_IF_ERROR(SaveState());
   if (!contract_exists_) {
     VORN_RETURN_IF_ERROR(client_.AddContract(adapter_.type(), partner16_));
@@ -369,7 +382,7 @@ Status SyncEngine::Finish() {
   Report("finishing", 0, 0);
   VORN_RETURN_IF_ERROR(files_->SyncDirectory());
   VORN_RETURN_IF_ERROR(client_.UpdateContract(adapter_.type(), partner16_));
-  state_.full_mirror_pending = false;
+  collection().full_mirror_pending = false;
   state_.last_run = SyncState::NowUtc();
   state_.last_run_epoch = run_start_;
   state_.last_run_kind = summary_.full ? "full" : "incremental";

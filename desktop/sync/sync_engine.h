@@ -156,6 +156,9 @@ class SyncEngine {
   CollectionState& collection() {
     return state_.collections[adapter_.collection()];
   }
+  // Whether a full run of this engine's collection was cut (or one of an
+  // older program, which kept one flag for every collection).
+  bool FullRunPending(const SyncState& state) const;
   void Report(const char* phase, std::uint64_t done, std::uint64_t total);
 
   HandheldClient& client_;

@@ -39,6 +39,7 @@ TEST_F(SyncEngineTest, FirstRunAddsTheContractAndMirrorsEverything) {
   ASSERT_TRUE(state);
   EXPECT_EQ(state->partner, "desk-1");
   EXPECT_FALSE(state->full_mirror_pending);
+  EXPECT_FALSE(state->collections["contacts"].full_mirror_pending);
   EXPECT_EQ(state->last_run_kind, "full");
   EXPECT_EQ(state->collections["contacts"].items.at(UidOf(11)).oid, 11u);
 }
@@ -154,7 +155,7 @@ TEST_F(SyncEngineTest, CutFullRunLeavesAFullRunPending) {
   EXPECT_NE(summary.status().message().find("stopped after 2"),
             std::string::npos);
   ASSERT_TRUE(State());
-  EXPECT_TRUE(State()->full_mirror_pending);
+  EXPECT_TRUE(State()->collections["contacts"].full_mirror_pending);
   EXPECT_EQ(Names(), (std::set<std::string>{"displayname"}));
 }
 

@@ -124,7 +124,11 @@ std::string SyncState::Serialize() const {
   out["format"] = kFormat;
   out["partner"] = partner;
   out["machine_id"] = machine_id;
-  out["full_mirror_pending"] = full_mirror_pending;
+  bool pending = full_mirror_pending;
+  for (const auto& [name, collection] : this->collections) {
+    pending = pending || collection.full_mirror_pending;
+  }
+  out["full_mirror_pending"] = pending;
   out["last_run"] = last_run;
   out["last_run_kind"] = last_run_kind;
   out["last_run_epoch"] = last_run_epoch;

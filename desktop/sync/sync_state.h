@@ -16,8 +16,16 @@
 // partner     the contract name this directory syncs under
 // machine_id  the handheld the items came from (its GetMachineId text)
 // full_mirror_pending
-//             set before a full comparison starts and cleared when it
-//             finished; a run that finds it set compares everything again
+//             per collection (the database's meta rows
+//             "full_mirror_pending/COLLECTION"): set before a full
+//             comparison of that collection starts and cleared when it
+//             finished; a run that finds it set compares that collection
+//             again. Each collection has a contract of its own whose mark a
+//             full run moves first, so a flag shared by all would let one
+//             collection's finished run hide another's cut one. Older
+//             programs kept one flag for every collection (the text file's
+//             member and the database's row "full_mirror_pending"), read
+//             as SyncState::full_mirror_pending
 // last_run    when the last run finished (UTC text and seconds since 1970)
 // time_zone   the zone the calendar and tasks files were written in (only
 //             when there is one): later runs without --tz use it
@@ -77,6 +85,7 @@ struct PendingWrite {
 };
 
 struct CollectionState {
+  bool full_mirror_pending = false;
   std::map<std::string, ItemState> items;  // by UID
   std::vector<PendingWrite> pending;
   std::map<std::string, ItemState> pulled;  // by UID
@@ -87,6 +96,8 @@ class SyncState {
  public:
   std::string partner;  // UTF-8
   std::string machine_id;
+  // The one flag of an older program's state: a full run of every
+  // collection is pending. Written as the "any collection" flag.
   bool full_mirror_pending = false;
   std::string last_run;
   std::string last_run_kind;

@@ -31,6 +31,9 @@ constexpr char kSchema[] =
     " handheld_hash TEXT, file_checked INTEGER,"
     " PRIMARY KEY(collection, uid)) WITHOUT ROWID;";
 
+// The meta row of one collection's full_mirror_pending flag.
+constexpr std::string_view kPendingPrefix = "full_mirror_pending/";
+
 // One prepared statement, finalized when it goes.
 class Statement {
  public:
@@ -177,6 +180,9 @@ Result<std::optional<SyncState>> SyncStateStore::Load() {
 Result<std::optional<SyncState>> SyncStateStore::LoadDatabase() {
   SyncState state;
   bool found = false;
+  // Collections with a flag of their own; without any, the one flag of
+  // an older program counts for all.
+  std::map<std::string, bool> pending_full;
   {
     Statement meta(db_, "SELECT key, value FROM meta");
     if (!meta.ok()) return Failed("cannot read");
@@ -189,6 +195,8 @@ Result<std::optional<SyncState>> SyncStateStore::LoadDatabase() {
         state.machine_id = meta.TextAt(1);
       } else if (key == "full_mirror_pending") {
         state.full_mirror_pending = meta.IntAt(1) != 0;
+      } else if (key.starts_with(kPendingPrefix)) {
+        pending_full[key.substr(kPendingPrefix.size())] = meta.IntAt(1) != 0;
       } else if (key == "last_run") {
         state.last_run = meta.TextAt(1);
       } else if (key == "last_run_kind") {
@@ -204,6 +212,14 @@ Result<std::optional<SyncState>> SyncStateStore::LoadDatabase() {
   Statement names(db_, "SELECT name FROM collections");
   if (!names.ok()) return Failed("cannot read");
   while (names.Next()) state.collections[names.TextAt(0)];
+  if (!pending_full.empty()) {
+    state.full_mirror_pending = false;
+    for (auto& [name, collection] : state.collections) {
+      auto flag = pending_full.find(name);
+      collection.full_mirror_pending =
+          flag != pending_full.end() && flag->second;
+    }
+  }
   for (const char* table : {"items", "pulled"}) {
     std::string sql = std::string("SELECT collection, uid, oid, file, ") +
                       "file_hash, file_size, file_mtime, handheld_hash, " +
@@ -318,15 +334,25 @@ bool WriteItems(sqlite3* db, const char* table, const std::string& collection,
 Status SyncStateStore::WriteChanges(const SyncState& state) {
   Statement meta(db_, "INSERT OR REPLACE INTO meta VALUES(?, ?)");
   if (!meta.ok()) return Failed("cannot write");
-  bool ok = meta.Text(1, "partner").Text(2, state.partner).Run() &&
-            meta.Text(1, "machine_id").Text(2, state.machine_id).Run() &&
-            meta.Text(1, "full_mirror_pending")
-                .Int(2, state.full_mirror_pending ? 1 : 0)
-                .Run() &&
-            meta.Text(1, "last_run").Text(2, state.last_run).Run() &&
-            meta.Text(1, "last_run_kind").Text(2, state.last_run_kind).Run() &&
-            meta.Text(1, "last_run_epoch").Int(2, state.last_run_epoch).Run() &&
-            meta.Text(1, "time_zone").Text(2, state.time_zone).Run();
+  // Older programs read the one flag: set while any collection waits.
+  bool any_pending = state.full_mirror_pending;
+  for (const auto& [name, collection] : state.collections) {
+    bool pending = state.full_mirror_pending || collection.full_mirror_pending;
+    any_pending = any_pending || pending;
+    if (!meta.Text(1, std::string(kPendingPrefix) + name)
+             .Int(2, pending ? 1 : 0)
+             .Run()) {
+      return Failed("cannot write");
+    }
+  }
+  bool ok =
+      meta.Text(1, "partner").Text(2, state.partner).Run() &&
+      meta.Text(1, "machine_id").Text(2, state.machine_id).Run() &&
+      meta.Text(1, "full_mirror_pending").Int(2, any_pending ? 1 : 0).Run() &&
+      meta.Text(1, "last_run").Text(2, state.last_run).Run() &&
+      meta.Text(1, "last_run_kind").Text(2, state.last_run_kind).Run() &&
+      meta.Text(1, "last_run_epoch").Int(2, state.last_run_epoch).Run() &&
+      meta.Text(1, "time_zone").Text(2, state.time_zone).Run();
   if (!ok) return Failed("cannot write");
   saved_.partner = state.partner;
   saved_.machine_id = state.machine_id;
@@ -341,6 +367,11 @@ Status SyncStateStore::WriteChanges(const SyncState& state) {
     if (state.collections.count(it->first) != 0) {
       ++it;
       continue;
+    }
+    Statement flag(db_, "DELETE FROM meta WHERE key = ?");
+    if (!flag.ok() ||
+        !flag.Text(1, std::string(kPendingPrefix) + it->first).Run()) {
+      return Failed("cannot write");
     }
     for (const char* sql : {"DELETE FROM collections WHERE name = ?",
                             "DELETE FROM items WHERE collection = ?",
@@ -362,6 +393,7 @@ Status SyncStateStore::WriteChanges(const SyncState& state) {
       }
     }
     CollectionState& old = before->second;
+    old.full_mirror_pending = collection.full_mirror_pending;
     if (!WriteItems(db_, "items", name, collection.items, old.items) ||
         !WriteItems(db_, "pulled", name, collection.pulled, old.pulled)) {
       return Failed("cannot write");

@@ -2,9 +2,11 @@
 // (write-ahead log, synchronous=FULL, so a committed Save survives a kill
 // and a power cut, and a Save cut short leaves the one before it).
 //
-//   meta(key, value)          partner, machine_id, full_mirror_pending,
-//                             last_run, last_run_kind, last_run_epoch,
-//                             time_zone
+//   meta(key, value)          partner, machine_id, full_mirror_pending
+//                             (set while any collection's is: older
+//                             programs read it), full_mirror_pending/NAME
+//                             per collection, last_run, last_run_kind,
+//                             last_run_epoch, time_zone
 //   collections(name)         every collection the state has, even empty
 //   items(collection, uid, oid, file, file_hash, file_size, file_mtime,
 //         handheld_hash, file_checked)

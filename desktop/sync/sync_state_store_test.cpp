@@ -1,6 +1,7 @@
 #include "desktop/sync/sync_state_store.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -80,7 +81,7 @@ TEST_F(SyncStateStoreTest, SavesFollowEveryKindOfChange) {
   contacts.pulled["urn:uuid:p"] = {"urn:uuid:p", 7, "p.vcf", "x", 0, 0, "y"};
   state.collections.erase("calendar");
   state.collections["tasks"].items["t"] = {"t", 3, "t.ics", "", 0, 0, "z"};
-  state.full_mirror_pending = true;
+  state.collections["tasks"].full_mirror_pending = true;
   state.last_run_kind = "full";
   ASSERT_TRUE(store.Save(state).ok());
   EXPECT_EQ(Reload(), state);
@@ -89,6 +90,35 @@ TEST_F(SyncStateStoreTest, SavesFollowEveryKindOfChange) {
   contacts.items.clear();
   ASSERT_TRUE(store.Save(state).ok());
   EXPECT_EQ(Reload(), state);
+}
+
+TEST_F(SyncStateStoreTest, EachCollectionKeepsItsOwnFullRunFlag) {
+  SyncState state = Example();
+  state.collections["calendar"].full_mirror_pending = true;
+  ASSERT_TRUE(state.Save(*dir_).ok());
+  std::optional<SyncState> loaded = Reload();
+  ASSERT_TRUE(loaded);
+  EXPECT_EQ(*loaded, state);
+  EXPECT_FALSE(loaded->full_mirror_pending);
+  EXPECT_FALSE(loaded->collections.at("contacts").full_mirror_pending);
+
+  // What an older program left: one flag, no flag per collection.
+  sqlite3* db = nullptr;
+  ASSERT_EQ(
+      sqlite3_open((path_ + "/" + SyncStateStore::kFileName).c_str(), &db),
+      SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(db,
+                         "DELETE FROM meta WHERE key LIKE "
+                         "'full_mirror_pending/%';"
+                         "UPDATE meta SET value = 1 WHERE key = "
+                         "'full_mirror_pending'",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  sqlite3_close(db);
+  loaded = Reload();
+  ASSERT_TRUE(loaded);
+  EXPECT_TRUE(loaded->full_mirror_pending);
+  EXPECT_FALSE(loaded->collections.at("contacts").full_mirror_pending);
 }
 
 TEST_F(SyncStateStoreTest, TextStateMovesIntoTheDatabase) {

@@ -77,7 +77,7 @@ TEST(SyncStateTest, RoundTripsThroughADirectory) {
     SyncState state = Example();
     state.partner = "Caf\xC3\xA9 \"quoted\" \\ tab\t";
     state.machine_id = "\xE6\x9D\xB1\xE4\xBA\xAC";
-    state.full_mirror_pending = true;
+    state.collections["contacts"].full_mirror_pending = true;
     ASSERT_TRUE(state.Save(**dir).ok());
     Result<std::optional<SyncState>> loaded = SyncState::Load(**dir);
     ASSERT_TRUE(loaded.ok()) << loaded.status().message();
